@@ -1,0 +1,12 @@
+#!/usr/bin/env bash
+# Builds the library and runs the paximg tool on its built-in demo image.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/install-deps.sh
+cmake --preset linux >/dev/null
+cmake --build --preset linux -j "$(nproc)"
+if [ -x build/linux/bin/paximg ]; then
+    build/linux/bin/paximg demo "${1:-demo-out}"
+else
+    echo "paximg: not yet built in this version; the library and its tests are." >&2
+fi

@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Installs what building and testing PaxImage needs on Debian 12: the native
+# toolchain with GoogleTest and Google Benchmark, mingw-w64 for the Windows DLL,
+# Wine and Xvfb to run it, and stb for the command-line tool.
+set -euo pipefail
+packages=(build-essential cmake ninja-build libgtest-dev libbenchmark-dev libstb-dev
+          g++-mingw-w64-x86-64-posix wine64 xvfb xauth)
+missing=()
+for p in "${packages[@]}"; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+sudo=""
+[ "$(id -u)" -ne 0 ] && sudo="sudo"
+export DEBIAN_FRONTEND=noninteractive
+$sudo apt-get update -q
+$sudo apt-get install -y -q --no-install-recommends "${missing[@]}"

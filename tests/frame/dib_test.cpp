@@ -1,0 +1,224 @@
+// Packed-DIB layout rules and the helpers that copy and make images.
+#include "census.h"
+#include "dib.h"
+#include "dib_builder.h"
+
+#include <gtest/gtest.h>
+
+#ifndef _WIN32
+#include "win32lite_test.h"
+#endif
+
+#include <algorithm>
+#include <cstring>
+
+using paxtest::BlockBytes;
+using paxtest::HeaderOf;
+
+namespace {
+
+BITMAPINFOHEADER Header(int bits, DWORD clrUsed, DWORD size = 40) {
+    BITMAPINFOHEADER h = {};
+    h.biSize = size;
+    h.biBitCount = static_cast<WORD>(bits);
+    h.biClrUsed = clrUsed;
+    return h;
+}
+
+TEST(ColorTable, SizeFollowsDepthAndClrUsed) {
+    struct Case { int bits; DWORD used; int entries; } cases[] = {
+        {1, 0, 2}, {4, 0, 16}, {8, 0, 256}, {8, 20, 20}, {24, 0, 0}, {32, 0, 0}, {16, 0, 0},
+        {24, 7, 7},
+    };
+    for (const auto &c : cases) {
+        BITMAPINFOHEADER h = Header(c.bits, c.used);
+        EXPECT_EQ(ColorTableEntries(&h), c.entries) << c.bits << " bits, used " << c.used;
+        EXPECT_EQ(ColorTableSize(&h), c.entries * 4);
+    }
+}
+
+TEST(ColorTable, CoreHeaderUsesTripletsAndIgnoresClrUsed) {
+    BITMAPINFOHEADER h = {};
+    auto *core = reinterpret_cast<BITMAPCOREHEADER *>(&h);
+    core->bcSize = 12;
+    core->bcBitCount = 8;
+    EXPECT_EQ(ColorTableEntries(&h), 256);
+    EXPECT_EQ(ColorTableSize(&h), 768);
+}
+
+TEST(Stride, RowsArePaddedToFourBytes) {
+    EXPECT_EQ(Stride24(1), 4);
+    EXPECT_EQ(Stride24(4), 12);
+    EXPECT_EQ(Stride24(5), 16);
+    EXPECT_EQ(Stride32(3), 12);
+    for (int w = 0; w < 64; ++w) {
+        EXPECT_EQ(Stride24(w), StrideForBits(w, 24));
+        EXPECT_EQ(Stride32(w), StrideForBits(w, 32));
+        EXPECT_EQ(Stride24(w) % 4, 0);
+        EXPECT_GE(Stride24(w), 3 * w);
+        EXPECT_LT(Stride24(w), 3 * w + 4);
+    }
+}
+
+TEST(ModelTag, MatchesOnlyItsModel) {
+    EXPECT_EQ(ModelTagMatches(1, 0), 1);
+    EXPECT_EQ(ModelTagMatches(4, 12), 1);
+    EXPECT_EQ(ModelTagMatches(2, 2), 0);
+    EXPECT_EQ(ModelTagMatches(0, 8), 0);
+    EXPECT_EQ(ModelTagMatches(10, 18), 0);
+    for (int m = 2; m <= 9; ++m) {
+        EXPECT_EQ(ModelTagMatches(m, static_cast<DWORD>(m + 8)), 1);
+        EXPECT_EQ(ModelTagMatches(m, 0), 0);
+    }
+}
+
+TEST(ModelTag, ReadsCompressionOrMinusOne) {
+    EXPECT_EQ(GetDIBModelTag(nullptr), -1);
+    HGLOBAL img = paxtest::MakeDib(2, 2, 24, [](int, int, int) { return 1; }, -1, 0, 14);
+    EXPECT_EQ(GetDIBModelTag(img), 14);
+    EXPECT_EQ(paxtest::LockCount(img), 0);
+    GlobalFree(img);
+    HGLOBAL empty = GlobalAlloc(GHND, 0); // exists but cannot be locked
+    EXPECT_EQ(GetDIBModelTag(empty), -1);
+    GlobalFree(empty);
+}
+
+TEST(DuplicateDIB, CopiesEveryByteIntoANewUnlockedBlock) {
+    HGLOBAL img = paxtest::MakeRandomDib24(5, 3, 7);
+    paxtest::Snapshot before = paxtest::TakeSnapshot();
+    HGLOBAL copy = DuplicateDIB(img);
+    ASSERT_NE(copy, nullptr);
+    EXPECT_NE(copy, img);
+    EXPECT_EQ(BlockBytes(copy), BlockBytes(img));
+    EXPECT_EQ(paxtest::LockCount(copy), 0);
+    EXPECT_EQ(paxtest::LockCount(img), 0);
+    paxtest::ExpectCensus(before, 1, "duplicate");
+    GlobalFree(copy);
+    GlobalFree(img);
+    EXPECT_EQ(DuplicateDIB(nullptr), nullptr);
+}
+
+TEST(CreateDIBLike, Makes24BitImageOfA32BitSource) {
+    HGLOBAL src = paxtest::MakeDib(3, 2, 32, [](int x, int y, int k) { return x + y + k; }, -1, 0, 12);
+    BITMAPINFOHEADER before = HeaderOf(src);
+    HGLOBAL out = CreateDIB24Like(src);
+    ASSERT_NE(out, nullptr);
+    EXPECT_EQ(GlobalSize(out), 40u + 24u);
+    BITMAPINFOHEADER h = HeaderOf(out);
+    EXPECT_EQ(h.biBitCount, 24);
+    EXPECT_EQ(h.biSizeImage, 24u);
+    EXPECT_EQ(h.biCompression, 0u);
+    EXPECT_EQ(h.biWidth, 3);
+    EXPECT_EQ(h.biHeight, 2);
+    EXPECT_EQ(h.biXPelsPerMeter, before.biXPelsPerMeter);
+    std::vector<BYTE> bytes = BlockBytes(out);
+    for (size_t i = 40; i < bytes.size(); ++i) ASSERT_EQ(bytes[i], 0) << i;
+    EXPECT_EQ(std::memcmp(&before, BlockBytes(src).data(), 40), 0) << "source header changed";
+    GlobalFree(out);
+    GlobalFree(src);
+}
+
+TEST(CreateDIBLike, Makes32BitImageAndClearsTheColourCount) {
+    HGLOBAL src = paxtest::MakeDib(5, 3, 24, [](int, int, int) { return 9; }, 4);
+    HGLOBAL out = CreateDIB32Like(src);
+    ASSERT_NE(out, nullptr);
+    BITMAPINFOHEADER h = HeaderOf(out);
+    EXPECT_EQ(h.biBitCount, 32);
+    EXPECT_EQ(h.biSizeImage, 60u);
+    EXPECT_EQ(GlobalSize(out), 100u);
+    // No table in the new block, and the header says so.
+    EXPECT_EQ(h.biClrUsed, 0u);
+    EXPECT_EQ(ColorTableSize(&h), 0);
+    GlobalFree(out);
+    GlobalFree(src);
+}
+
+TEST(CreateDIBLike, RefusesWhatCannotBeRead) {
+    EXPECT_EQ(CreateDIB24Like(nullptr), nullptr);
+    HGLOBAL tiny = GlobalAlloc(GHND, 12); // smaller than a header
+    EXPECT_EQ(CreateDIB32Like(tiny), nullptr);
+    EXPECT_EQ(paxtest::LockCount(tiny), 0);
+    GlobalFree(tiny);
+    HGLOBAL negative = paxtest::MakeDib(2, 2, 24, [](int, int, int) { return 0; });
+    auto *h = static_cast<BITMAPINFOHEADER *>(GlobalLock(negative));
+    h->biWidth = -2;
+    GlobalUnlock(negative);
+    EXPECT_EQ(CreateDIB24Like(negative), nullptr);
+    GlobalFree(negative);
+}
+
+TEST(DescribeDib, RowsMustLieInsideTheBlock) {
+    HGLOBAL img = paxtest::MakeDib(5, 4, 24, [](int, int, int) { return 0; });
+    BYTE *p = static_cast<BYTE *>(GlobalLock(img));
+    DibLayout d;
+    ASSERT_TRUE(DescribeDib(p, GlobalSize(img), 24, &d));
+    EXPECT_EQ(d.stride, 16);
+    EXPECT_EQ(d.imageSize, 64);
+    EXPECT_EQ(d.pixels, p + 40);
+    EXPECT_EQ(PixelAt(d, 0, 0, 3), p + 40 + 48); // top row is stored last
+    EXPECT_FALSE(DescribeDib(p, GlobalSize(img) - 1, 24, &d));
+    EXPECT_FALSE(DescribeDib(p, 39, 24, &d));
+    reinterpret_cast<BITMAPINFOHEADER *>(p)->biHeight = 5;
+    EXPECT_FALSE(DescribeDib(p, GlobalSize(img), 24, &d));
+    reinterpret_cast<BITMAPINFOHEADER *>(p)->biHeight = 4;
+    reinterpret_cast<BITMAPINFOHEADER *>(p)->biClrUsed = 1; // a table that is not there
+    EXPECT_FALSE(DescribeDib(p, GlobalSize(img), 24, &d));
+    GlobalUnlock(img);
+    GlobalFree(img);
+}
+
+TEST(PixelHelpers, StoreComponentsReversed) {
+    BYTE px[4] = {};
+    const BYTE v[4] = {10, 20, 30, 40};
+    PutPixel3(px, v);
+    EXPECT_EQ(px[0], 30);
+    EXPECT_EQ(px[2], 10);
+    BYTE back[4];
+    GetPixel3(px, back);
+    EXPECT_EQ(std::memcmp(back, v, 3), 0);
+    PutCMYKPixel(px, v);
+    EXPECT_EQ(px[0], 40); // K
+    EXPECT_EQ(px[3], 10); // C
+    GetCMYKPixel(px, back);
+    EXPECT_EQ(std::memcmp(back, v, 4), 0);
+    PutPixel4(px, v);
+    EXPECT_EQ(px[3], 40);
+    GetPixel4(px, back);
+    EXPECT_EQ(std::memcmp(back, v, 4), 0);
+}
+
+TEST(HelperFailures, EveryAllocationAndLockPointLeavesNothingBehind) {
+    if (!paxtest::HaveCensus()) GTEST_SKIP() << "fault injection needs the Linux stand-in";
+    HGLOBAL img = paxtest::MakeRandomDib24(7, 5, 3);
+    auto dup = paxtest::SweepFailures([&] { return DuplicateDIB(img); }, {img});
+    auto c24 = paxtest::SweepFailures([&] { return CreateDIB24Like(img); }, {img});
+    auto c32 = paxtest::SweepFailures([&] { return CreateDIB32Like(img); }, {img});
+    EXPECT_EQ(dup.allocationPoints, 1);
+    EXPECT_EQ(dup.lockPoints, 2);
+    EXPECT_EQ(c24.allocationPoints, 1);
+    EXPECT_EQ(c32.lockPoints, 2);
+    GlobalFree(img);
+}
+
+#ifndef _WIN32
+TEST(HelperFailures, DuplicateWithAFailedLockStillReturnsAZeroedBlock) {
+    HGLOBAL img = paxtest::MakeRandomDib24(3, 3, 1);
+    for (long point = 1; point <= 2; ++point) { // the source's lock, then the copy's
+        SCOPED_TRACE(point);
+        win32lite::ResetFaults();
+        win32lite::FailLockAt(point);
+        HGLOBAL copy = DuplicateDIB(img);
+        win32lite::ResetFaults();
+        ASSERT_NE(copy, nullptr);
+        std::vector<BYTE> b = BlockBytes(copy);
+        EXPECT_EQ(b.size(), GlobalSize(img));
+        EXPECT_TRUE(std::all_of(b.begin(), b.end(), [](BYTE v) { return v == 0; }));
+        EXPECT_EQ(paxtest::LockCount(copy), 0);
+        EXPECT_EQ(paxtest::LockCount(img), 0);
+        GlobalFree(copy);
+    }
+    GlobalFree(img);
+}
+#endif
+
+} // namespace
