@@ -1,0 +1,23 @@
+// Shared pieces of the benchmarks: throughput counters and the memcpy baseline.
+#ifndef PAX_BENCH_UTIL_H
+#define PAX_BENCH_UTIL_H
+
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+
+namespace paxbench {
+
+// Reports megapixels per second over all iterations.
+inline void SetMegapixelRate(benchmark::State &state, int64_t pixelsPerIteration) {
+    state.counters["MP/s"] = benchmark::Counter(
+        static_cast<double>(pixelsPerIteration) / 1e6, benchmark::Counter::kIsIterationInvariantRate);
+}
+
+// memcpy of `bytes` bytes, reported in the same megapixels per second for an
+// image of `pixels` pixels: the baseline every image benchmark stands beside.
+void MemcpyBaseline(benchmark::State &state, int64_t bytes, int64_t pixels);
+
+} // namespace paxbench
+
+#endif
