@@ -24,7 +24,10 @@ HWND MakeOwner() {
                            300, nullptr, nullptr, GetModuleHandleA(nullptr), nullptr);
 }
 void DestroyOwner(HWND owner) { DestroyWindow(owner); }
-bool HaveDisplay() { return std::getenv("DISPLAY") != nullptr; }
+bool HaveDisplay() {
+    const char *display = std::getenv("DISPLAY");
+    return display && *display;
+}
 void CALLBACK ClickCancel(HWND, UINT, UINT_PTR id, DWORD) {
     KillTimer(nullptr, id);
     HWND dialog = GetThreadState()->progressDialog;
