@@ -34,7 +34,10 @@ DialogOutcome RunParamDialog(const char *entryName, HDIB image, Args... args) {
     DialogLibrary library(entryName);
     if (!library.entry()) return DialogOutcome::Missing;
     using Entry = int(WINAPI *)(HDIB, Args...);
-    int result = reinterpret_cast<Entry>(library.entry())(image, args...);
+    // Through void (*)(void), the generic function pointer type, to the
+    // entry's own type.
+    auto generic = reinterpret_cast<void (*)(void)>(library.entry());
+    int result = reinterpret_cast<Entry>(generic)(image, args...);
     return result ? DialogOutcome::Confirmed : DialogOutcome::Cancelled;
 }
 
