@@ -1,0 +1,39 @@
+// Internal entry points of the buffer and image conversions and of channel
+// splitting, with the walk that the exports use made selectable, so that tests
+// can run the plain byte walk and the row walk side by side.
+#ifndef PAX_CONVERT_INTERNAL_H
+#define PAX_CONVERT_INTERNAL_H
+
+#include "paximage.h"
+#include "walk.h"
+
+namespace pax {
+
+// Units per progress step of the conversions: one step per 1500 source bytes.
+constexpr LONG kConvertProgressDivisor = 1500;
+
+// Colour-model codes run from MODEL_RGB (1) to MODEL_LAB (9).
+inline bool IsModelCode(int model) { return model >= MODEL_RGB && model <= MODEL_LAB; }
+
+// The biCompression tag of an image holding model: 0 for RGB, code + 8 otherwise.
+inline DWORD ModelTag(int model) { return model == MODEL_RGB ? 0 : static_cast<DWORD>(model + 8); }
+
+// The progress total of a walk of `units` units: units + 1, limited to what the
+// dialog's 32-bit total can hold.
+inline LONG ProgressTotal(int64_t units) {
+    return static_cast<LONG>(std::min<int64_t>(units + 1, 0x7FFFFFFF));
+}
+
+int ConvertColorSpaceWith(WalkKind kind, const BYTE *source, BYTE *destination, int count,
+                          int sourceModel, int destinationModel, int showProgress, HWND owner);
+int ConvertCMYKBuffer(WalkKind kind, const BYTE *source, BYTE *destination, int count,
+                      int destinationModel, int showProgress, HWND owner);
+
+HDIB ConvertDIBColorSpaceWith(WalkKind kind, HDIB image, int sourceModel, int destinationModel,
+                              int showProgress, HWND owner);
+HDIB ConvertCMYKImage(WalkKind kind, HDIB image, int destinationModel, int showProgress,
+                      HWND owner);
+
+} // namespace pax
+
+#endif

@@ -1,0 +1,232 @@
+// ConvertDIBColorSpace: a whole packed DIB converted from one colour model to
+// another, returned as a new image whose biCompression carries the model tag.
+//
+// Stored pixels hold their components reversed: a 3-component pixel has the
+// first component in byte 2, a CMYK pixel has K, Y, M, C in bytes 0..3. The
+// walk visits every byte of the source rows, padding included (the unit of
+// progress and cancel), and converts a pixel where one begins.
+//
+// Choices where the input is unusual:
+// - A 32-bit image of a 3-component model is walked as 32 bits per pixel: the
+//   components are bytes 2, 1, 0 of each 4-byte pixel and byte 3 is kept as the
+//   copy has it (into CMYK, it is dropped). The result is 32-bit as well.
+// - A CMYK-tagged image must be 32 bits per pixel; any other depth is refused
+//   like the other depths that are not walked: null, and no code.
+// - A block too small for its header, a header that is not the 40-byte
+//   BITMAPINFOHEADER, negative dimensions (top-down rows included), or rows
+//   that do not fit in the block: null with CCE_BADARGUMENT. These tests come
+//   after the tests of depth, tag and equal models.
+// - Results made by CreateDIB24Like and CreateDIB32Like have no colour table and
+//   their biClrUsed is cleared, so their pixels begin right after the header
+//   whatever the source's biClrUsed was.
+// - A copy that could not be filled (DuplicateDIB hands back a zero-filled
+//   block when a lock fails) is not passed off as a result: null with
+//   CCE_NOMEMORY.
+#include "convert_internal.h"
+
+#include "conversion_table.h"
+#include "dib.h"
+#include "progress.h"
+#include "thread_state.h"
+
+#include <cstring>
+
+namespace pax {
+
+namespace {
+
+const BITMAPINFOHEADER *HeaderOf(const BlockLock &lock) {
+    return reinterpret_cast<const BITMAPINFOHEADER *>(lock.data());
+}
+
+// Where the rows of a locked image of the given depth lie; false when the
+// header is not a 40-byte one or the rows do not fit in the block.
+bool DescribeImage(const BlockLock &lock, int bits, DibLayout *layout) {
+    if (lock.size() < kDibHeaderSize || HeaderOf(lock)->biSize != kDibHeaderSize) return false;
+    // A colour-table count that cannot fit in the block is refused before the
+    // table size is computed (4 x a 32-bit count would not fit an int).
+    if (HeaderOf(lock)->biClrUsed > (lock.size() - kDibHeaderSize) / 4) return false;
+    return DescribeDib(lock.data(), lock.size(), bits, layout);
+}
+
+WalkGeometry ImageGeometry(const DibLayout &layout, int64_t pixelBytes) {
+    WalkGeometry g;
+    g.total = layout.imageSize;
+    g.stride = layout.stride;
+    g.rowBytes = pixelBytes * layout.width;
+    g.pixelBytes = pixelBytes;
+    return g;
+}
+
+void SetTag(const BlockLock &lock, int model) {
+    reinterpret_cast<BITMAPINFOHEADER *>(lock.data())->biCompression = ModelTag(model);
+}
+
+} // namespace
+
+// From a 32-bit CMYK image: a new 24-bit image (CreateDIB24Like), every pixel
+// written, padding bytes 0.
+HDIB ConvertCMYKImage(WalkKind kind, HDIB image, int destinationModel, int showProgress,
+                      HWND owner) {
+    ThreadState *state = GetThreadState();
+    state->convertError = CCE_NONE;
+    state->cancelled = 0;
+    const ToThree toThree = FindConversion(MODEL_CMYK, destinationModel).toThree;
+    if (!toThree) {
+        state->convertError = CCE_BADMODEL;
+        return nullptr;
+    }
+    OwnedBlock result(CreateDIB24Like(image));
+    if (!result) return nullptr;
+    BlockLock source(image);
+    if (!source) return nullptr;
+    BlockLock target(result.get());
+    if (!target) return nullptr;
+
+    DibLayout in, out;
+    if (source.size() >= kDibHeaderSize && HeaderOf(source)->biBitCount != 32) return nullptr;
+    if (!DescribeImage(source, 32, &in)) {
+        state->convertError = CCE_BADARGUMENT;
+        return nullptr;
+    }
+    if (!DescribeImage(target, 24, &out) || out.width != in.width || out.height != in.height) {
+        state->convertError = CCE_NOMEMORY;
+        return nullptr;
+    }
+
+    const bool progress = showProgress != 0;
+    if (progress && !OpenProgress(owner, ProgressTotal(in.imageSize), kConvertProgressDivisor)) {
+        state->convertError = CCE_NOPROGRESS;
+        return nullptr;
+    }
+    const BYTE *s = in.pixels;
+    BYTE *d = out.pixels;
+    const int64_t outStride = out.stride;
+    auto convert = [&](int64_t i, int64_t row, int64_t column) {
+        const BYTE cmyk[4] = {s[i + 3], s[i + 2], s[i + 1], s[i]};
+        BYTE value[3];
+        toThree(value, cmyk);
+        BYTE *p = d + column * 3 + row * outStride;
+        p[0] = value[2];
+        p[1] = value[1];
+        p[2] = value[0];
+    };
+    Walk(kind, state, progress, ImageGeometry(in, 4), convert);
+    if (progress) CloseProgress();
+    if (state->cancelled) return nullptr;
+
+    SetTag(target, destinationModel);
+    target.Unlock();
+    return result.Release();
+}
+
+HDIB ConvertDIBColorSpaceWith(WalkKind kind, HDIB image, int sourceModel, int destinationModel,
+                              int showProgress, HWND owner) {
+    ThreadState *state = GetThreadState();
+    state->convertError = CCE_NONE;
+    state->cancelled = 0;
+    if (!IsModelCode(sourceModel) || !IsModelCode(destinationModel)) {
+        state->convertError = CCE_BADMODEL;
+        return nullptr;
+    }
+    BlockLock source(image);
+    if (!source) return nullptr; // null or unlockable handle: no code
+    if (source.size() < kDibHeaderSize) {
+        state->convertError = CCE_BADARGUMENT;
+        return nullptr;
+    }
+    const BITMAPINFOHEADER *header = HeaderOf(source);
+    const int bits = header->biBitCount;
+    if (bits != 24 && bits != 32 && sourceModel != MODEL_CMYK) return nullptr; // no code
+    if (!ModelTagMatches(sourceModel, header->biCompression)) {
+        state->convertError = CCE_BADMODEL;
+        return nullptr;
+    }
+    if (sourceModel == destinationModel) return image; // the caller's own handle
+    if (sourceModel == MODEL_CMYK && bits != 32) return nullptr; // no code, as for depths above
+    DibLayout in;
+    if (!DescribeImage(source, bits, &in)) {
+        state->convertError = CCE_BADARGUMENT;
+        return nullptr;
+    }
+    if (sourceModel == MODEL_CMYK) {
+        source.Unlock();
+        return ConvertCMYKImage(kind, image, destinationModel, showProgress, owner);
+    }
+
+    const Conversion conversion = FindConversion(sourceModel, destinationModel);
+    if (!conversion.toThree && !conversion.toCmyk) {
+        state->convertError = CCE_BADMODEL;
+        return nullptr;
+    }
+    const bool intoCmyk = destinationModel == MODEL_CMYK;
+    OwnedBlock result(intoCmyk ? CreateDIB32Like(image) : DuplicateDIB(image));
+    if (!result) {
+        state->convertError = intoCmyk ? CCE_NOCMYKIMAGE : CCE_NOMEMORY;
+        return nullptr;
+    }
+    BlockLock target(result.get());
+    if (!target) return nullptr; // no code
+    DibLayout out;
+    if (!intoCmyk && (target.size() != source.size() ||
+                      std::memcmp(target.data(), source.data(), kDibHeaderSize) != 0)) {
+        state->convertError = CCE_NOMEMORY; // the copy was left zero-filled
+        return nullptr;
+    }
+    if (!DescribeImage(target, intoCmyk ? 32 : bits, &out) || out.width != in.width ||
+        out.height != in.height) {
+        state->convertError = intoCmyk ? CCE_NOCMYKIMAGE : CCE_NOMEMORY;
+        return nullptr;
+    }
+
+    const bool progress = showProgress != 0;
+    if (progress && !OpenProgress(owner, ProgressTotal(in.imageSize), kConvertProgressDivisor)) {
+        state->convertError = CCE_NOPROGRESS;
+        return nullptr;
+    }
+    const BYTE *s = in.pixels;
+    BYTE *d = out.pixels;
+    const WalkGeometry geometry = ImageGeometry(in, bits / 8);
+    if (intoCmyk) {
+        // 4 bytes K, Y, M, C at (column + row x width) x 4 of the 32-bit result.
+        const ToCMYK toCmyk = conversion.toCmyk;
+        const int64_t width = in.width;
+        auto convert = [&](int64_t i, int64_t row, int64_t column) {
+            const BYTE value[3] = {s[i + 2], s[i + 1], s[i]};
+            const CMYKQUAD q = toCmyk(value);
+            BYTE *p = d + (column + row * width) * 4;
+            p[0] = q.k;
+            p[1] = q.y;
+            p[2] = q.m;
+            p[3] = q.c;
+        };
+        Walk(kind, state, progress, geometry, convert);
+    } else {
+        // 3 bytes, reversed, at the same place in the copy; padding bytes and
+        // the fourth byte of a 32-bit pixel keep the source's values.
+        const ToThree toThree = conversion.toThree;
+        auto convert = [&](int64_t i, int64_t, int64_t) {
+            const BYTE value[3] = {s[i + 2], s[i + 1], s[i]};
+            BYTE converted[3];
+            toThree(converted, value);
+            d[i] = converted[2];
+            d[i + 1] = converted[1];
+            d[i + 2] = converted[0];
+        };
+        Walk(kind, state, progress, geometry, convert);
+    }
+    if (progress) CloseProgress();
+    if (state->cancelled) return nullptr; // the partial result is freed
+
+    SetTag(target, destinationModel);
+    target.Unlock();
+    return result.Release();
+}
+
+} // namespace pax
+
+extern "C" HDIB PAXCALL ConvertDIBColorSpace(HDIB image, int sourceModel, int destinationModel,
+                                             int showProgress, HWND owner) {
+    return pax::ConvertDIBColorSpaceWith(pax::WalkKind::Rows, image, sourceModel,
+                                         destinationModel, showProgress, owner);
+}

@@ -1,0 +1,145 @@
+// SplitColorChannels: an RGB image converted to a colour model, then one grey
+// image per component.
+//
+// Output k is a copy of the converted image, tagged RGB, whose every pixel has
+// all its bytes set to one stored byte of the converted pixel: output 0 byte 2,
+// output 1 byte 1, output 2 byte 0, output 3 byte 3 (so the first component,
+// the second, the third, then for 32-bit images the fourth byte; a CMYK image
+// gives M, Y, K, C). Row padding keeps the converted image's values.
+//
+// Choices:
+// - On a failure once the number of outputs is known (from allocating the
+//   outputs on), every one of the caller's entries is set to null, so no freed
+//   handle is left in the array. Failures before that leave the array alone:
+//   the call does not yet know whether it holds 3 entries or 4.
+// - A header that is not the 40-byte BITMAPINFOHEADER, negative dimensions or
+//   rows that do not fit in the block: 0 with CCE_BADARGUMENT, after the tests
+//   of tag and depth.
+// - An output copy that could not be filled (a failed lock inside
+//   DuplicateDIB leaves it zero-filled) counts as an output that could not be
+//   made: CCE_NOMEMORY.
+#include "convert_internal.h"
+
+#include "dib.h"
+#include "thread_state.h"
+
+#include <cstring>
+#include <optional>
+
+namespace pax {
+
+namespace {
+
+constexpr int kMaxChannels = 4;
+
+bool DescribeImage(const BlockLock &lock, int bits, DibLayout *layout) {
+    if (lock.size() < kDibHeaderSize) return false;
+    const auto *header = reinterpret_cast<const BITMAPINFOHEADER *>(lock.data());
+    if (header->biSize != kDibHeaderSize) return false;
+    // A colour-table count that cannot fit in the block is refused before the
+    // table size is computed (4 x a 32-bit count would not fit an int).
+    if (header->biClrUsed > (lock.size() - kDibHeaderSize) / 4) return false;
+    return DescribeDib(lock.data(), lock.size(), bits, layout);
+}
+
+// Writes every pixel of the n outputs from the working image; each output
+// pixel depends only on the same pixel of the working image, so rows are taken
+// in storage order.
+void FillChannels(const DibLayout &in, BYTE *const outPixels[], int n) {
+    const int64_t pixelBytes = n; // 3 at 24 bits, 4 at 32 bits
+    for (int64_t row = 0; row < in.height; ++row) {
+        const int64_t rowStart = row * in.stride;
+        for (int64_t x = 0; x < in.width; ++x) {
+            const int64_t at = rowStart + x * pixelBytes;
+            const BYTE *p = in.pixels + at;
+            // Components in the order of the outputs: bytes 2, 1, 0, then 3.
+            const BYTE component[kMaxChannels] = {p[2], p[1], p[0], n == 4 ? p[3] : BYTE{0}};
+            for (int k = 0; k < n; ++k) std::memset(outPixels[k] + at, component[k], n);
+        }
+    }
+}
+
+} // namespace
+
+} // namespace pax
+
+extern "C" int PAXCALL SplitColorChannels(HDIB image, HGLOBAL *channels, BYTE model) {
+    using namespace pax;
+    ThreadState *state = GetThreadState();
+    state->convertError = CCE_NONE;
+    state->cancelled = 0;
+    if (!IsModelCode(model) || !image || !channels) {
+        state->convertError = CCE_BADARGUMENT;
+        return 0;
+    }
+    if (GetDIBModelTag(image) != 0) {
+        state->convertError = CCE_BADMODEL;
+        return 0;
+    }
+    {
+        BlockLock source(image);
+        if (!source) return 0; // no code
+        const int bits = reinterpret_cast<const BITMAPINFOHEADER *>(source.data())->biBitCount;
+        if (bits != 24 && bits != 32) return 0; // no code
+        if (bits == 32 && model != MODEL_RGB) {
+            state->convertError = CCE_BADARGUMENT;
+            return 0;
+        }
+        DibLayout layout;
+        if (!DescribeImage(source, bits, &layout)) {
+            state->convertError = CCE_BADARGUMENT;
+            return 0;
+        }
+    }
+
+    // The working image: the caller's own for RGB, else a temporary conversion.
+    OwnedBlock temporary;
+    HDIB working = image;
+    if (model != MODEL_RGB) {
+        temporary.Reset(ConvertDIBColorSpace(image, MODEL_RGB, model, 0, nullptr));
+        if (!temporary) {
+            state->convertError = CCE_CONVERTFAILED;
+            return 0;
+        }
+        working = temporary.get();
+    }
+    BlockLock work(working);
+    if (!work) return 0; // no code
+    const int bits = reinterpret_cast<const BITMAPINFOHEADER *>(work.data())->biBitCount;
+    const int n = bits == 32 ? 4 : 3;
+    DibLayout in;
+    if (!DescribeImage(work, bits, &in)) {
+        state->convertError = CCE_BADARGUMENT;
+        return 0;
+    }
+
+    OwnedBlock outputs[kMaxChannels];
+    auto fail = [&](DWORD code) {
+        for (int k = 0; k < n; ++k) channels[k] = nullptr;
+        if (code != CCE_NONE) state->convertError = code;
+        return 0; // the guards unlock and free
+    };
+    for (int k = 0; k < n; ++k) {
+        outputs[k].Reset(DuplicateDIB(working));
+        if (!outputs[k]) return fail(CCE_NOMEMORY);
+    }
+    std::optional<BlockLock> locks[kMaxChannels];
+    BYTE *outPixels[kMaxChannels] = {};
+    for (int k = 0; k < n; ++k) {
+        locks[k].emplace(outputs[k].get());
+        if (!*locks[k]) return fail(CCE_NONE);
+    }
+    for (int k = 0; k < n; ++k) {
+        if (locks[k]->size() != work.size() ||
+            std::memcmp(locks[k]->data(), work.data(), kDibHeaderSize) != 0)
+            return fail(CCE_NOMEMORY); // the copy was left zero-filled
+        reinterpret_cast<BITMAPINFOHEADER *>(locks[k]->data())->biCompression = BI_RGB;
+        outPixels[k] = locks[k]->data() + (in.pixels - work.data());
+    }
+    FillChannels(in, outPixels, n);
+    for (int k = 0; k < n; ++k) {
+        locks[k]->Unlock();
+        channels[k] = outputs[k].Release();
+    }
+    return n;
+}

@@ -1,0 +1,150 @@
+#include "convert_support.h"
+
+#include "progress.h"
+#include "thread_state.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#ifdef _WIN32
+#include <commctrl.h>
+#else
+#include "win32lite_test.h"
+#endif
+
+namespace convtest {
+
+const char *ModelName(int model) {
+    static const char *const names[] = {"?",   "RGB", "YUV", "CMY", "CMYK",
+                                        "YIQ", "HSV", "HSI", "XYZ", "LAB"};
+    return model >= 1 && model <= 9 ? names[model] : "?";
+}
+
+std::vector<BYTE> ConvertOne(int from, int to, const BYTE *value) {
+    pax::Conversion c = pax::FindConversion(from, to);
+    if (c.toCmyk) {
+        CMYKQUAD q = c.toCmyk(value);
+        return {q.c, q.m, q.y, q.k};
+    }
+    BYTE out[3] = {};
+    if (c.toThree) c.toThree(out, value);
+    return {out[0], out[1], out[2]};
+}
+
+HGLOBAL MakeModelImage(int model, int width, int height, uint32_t seed, int bits, BYTE padByte) {
+    paxtest::Rng rng(seed);
+    if (model == MODEL_CMYK) bits = 32;
+    std::vector<BYTE> bytes(static_cast<size_t>(width) * height * (bits / 8));
+    for (BYTE &b : bytes) b = rng.Byte();
+    return paxtest::MakeDib(
+        width, height, bits,
+        [&](int x, int y, int k) {
+            return bytes[(static_cast<size_t>(y) * width + x) * (bits / 8) + k];
+        },
+        -1, padByte, TagOf(model));
+}
+
+const BYTE *Rows::Pixel(int x, int y, int bytesPerPixel) const {
+    return block.data() + offset +
+           (static_cast<size_t>(header.biHeight) - 1 - static_cast<size_t>(y)) * stride +
+           static_cast<size_t>(x) * bytesPerPixel;
+}
+
+Rows ReadRows(HGLOBAL image) {
+    Rows r;
+    r.block = paxtest::BlockBytes(image);
+    if (r.block.size() < sizeof r.header) return r;
+    std::memcpy(&r.header, r.block.data(), sizeof r.header);
+    size_t entries = r.header.biClrUsed ? r.header.biClrUsed
+                                        : (r.header.biBitCount <= 8 ? 1u << r.header.biBitCount : 0);
+    r.offset = 40 + entries * 4;
+    r.stride = ((static_cast<size_t>(r.header.biWidth) * r.header.biBitCount + 31) / 32) * 4;
+    return r;
+}
+
+#ifdef _WIN32
+
+namespace {
+HHOOK g_hook = nullptr;
+long g_steps = 0;
+long g_rangeMax = -1;
+long g_cancelAfter = 0;
+std::function<void(long)> g_onStep;
+
+LRESULT CALLBACK WatchBar(int code, WPARAM wParam, LPARAM lParam) {
+    if (code == HC_ACTION) {
+        const auto *m = reinterpret_cast<const CWPSTRUCT *>(lParam);
+        if (GetDlgCtrlID(m->hwnd) == kProgressBarId) {
+            if (m->message == PBM_SETRANGE32) g_rangeMax = static_cast<long>(m->lParam);
+            if (m->message == PBM_STEPIT) {
+                ++g_steps;
+                if (g_onStep) g_onStep(g_steps);
+                if (g_steps == g_cancelAfter)
+                    PostMessageA(GetParent(m->hwnd), WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED),
+                                 0);
+            }
+        }
+    }
+    return CallNextHookEx(g_hook, code, wParam, lParam);
+}
+} // namespace
+
+StepWatch::StepWatch(long cancelAfter) {
+    g_steps = 0;
+    g_rangeMax = -1;
+    g_cancelAfter = cancelAfter;
+    g_onStep = nullptr;
+    g_hook = SetWindowsHookExA(WH_CALLWNDPROC, WatchBar, nullptr, GetCurrentThreadId());
+}
+StepWatch::~StepWatch() {
+    if (g_hook) UnhookWindowsHookEx(g_hook);
+    g_hook = nullptr;
+    g_onStep = nullptr;
+}
+long StepWatch::Steps() const { return g_steps; }
+long StepWatch::RangeMax() const { return g_rangeMax; }
+void StepWatch::OnStep(std::function<void(long)> f) { g_onStep = std::move(f); }
+bool StepWatch::SeesEachStep() { return true; }
+
+bool HaveDisplay() { return std::getenv("DISPLAY") != nullptr; }
+
+HWND MakeOwner() {
+    return CreateWindowExA(0, "STATIC", "owner", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 10, 10, 400,
+                           300, nullptr, nullptr, GetModuleHandleA(nullptr), nullptr);
+}
+
+namespace {
+void CALLBACK ClickCancel(HWND, UINT, UINT_PTR id, DWORD) {
+    KillTimer(nullptr, id);
+    HWND dialog = GetThreadState()->progressDialog;
+    if (dialog) SendMessageA(GetDlgItem(dialog, IDCANCEL), BM_CLICK, 0, 0);
+}
+} // namespace
+
+void ClickCancelAfter(unsigned ms) { SetTimer(nullptr, 0, ms, ClickCancel); }
+bool ArrangeDialogFailure() { return false; }
+void ResetDialogScript() {}
+
+#else
+
+StepWatch::StepWatch(long cancelAfter) {
+    win32lite::ScriptDialogs({false, cancelAfter});
+}
+StepWatch::~StepWatch() { win32lite::ScriptDialogs({}); }
+long StepWatch::Steps() const { return win32lite::LastDialog().stepsTaken; }
+long StepWatch::RangeMax() const { return win32lite::LastDialog().rangeMax; }
+void StepWatch::OnStep(std::function<void(long)>) {}
+bool StepWatch::SeesEachStep() { return false; }
+
+bool HaveDisplay() { return true; }
+HWND MakeOwner() { return win32lite::CreateTestWindow(); }
+void ClickCancelAfter(unsigned) { win32lite::ScriptDialogs({false, 2}); }
+bool ArrangeDialogFailure() {
+    win32lite::ScriptDialogs({true, 0});
+    return true;
+}
+void ResetDialogScript() { win32lite::ScriptDialogs({}); }
+
+#endif
+
+} // namespace convtest
