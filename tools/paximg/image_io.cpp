@@ -1,0 +1,420 @@
+// Reading and writing images, and the packed DIBs that hold them in memory.
+//
+// Every image the tool hands to the library is a packed DIB in a movable,
+// zero-filled global block (GHND): a 40-byte header, the colour table, then
+// bottom-up rows padded to 4 bytes. Files are read whole and checked against
+// their own headers before anything is copied.
+#include "paximg.h"
+
+#include "stb_image.h"
+#include "stb_image_write.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+
+#ifdef _WIN32
+#include <process.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace paximg {
+
+namespace {
+
+// The library's row engines count pixels in signed 16 bits, so no side may
+// exceed 32767; a block is also kept under 1 GiB.
+constexpr long kMaxSide = 32767;
+constexpr uint64_t kMaxBlock = 1ull << 30;
+
+uint16_t Le16(const uint8_t *p) { return (uint16_t)(p[0] | p[1] << 8); }
+uint32_t Le32(const uint8_t *p) {
+    return (uint32_t)p[0] | (uint32_t)p[1] << 8 | (uint32_t)p[2] << 16 | (uint32_t)p[3] << 24;
+}
+void Put16(uint8_t *p, uint32_t v) {
+    p[0] = (uint8_t)v;
+    p[1] = (uint8_t)(v >> 8);
+}
+void Put32(uint8_t *p, uint32_t v) {
+    for (int i = 0; i < 4; ++i) p[i] = (uint8_t)(v >> (8 * i));
+}
+
+std::vector<uint8_t> ReadWholeFile(const std::string &path) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) Fail("cannot open '" + path + "': " + std::strerror(errno));
+    in.seekg(0, std::ios::end);
+    std::streamoff size = in.tellg();
+    if (size < 0) Fail("cannot read '" + path + "'");
+    if ((uint64_t)size > kMaxBlock + 4096)
+        Fail("'" + path + "' is too large (" + std::to_string(size) + " bytes)");
+    in.seekg(0, std::ios::beg);
+    std::vector<uint8_t> bytes((size_t)size);
+    if (size > 0 && !in.read(reinterpret_cast<char *>(bytes.data()), size))
+        Fail("cannot read '" + path + "'");
+    return bytes;
+}
+
+void CheckSize(const std::string &path, long width, long height) {
+    if (width <= 0 || height <= 0)
+        Fail("'" + path + "' has no pixels (" + std::to_string(width) + " x " +
+             std::to_string(height) + ")");
+    if (width > kMaxSide || height > kMaxSide)
+        Fail("'" + path + "' is " + std::to_string(width) + " x " + std::to_string(height) +
+             " pixels; the library takes at most " + std::to_string(kMaxSide) +
+             " pixels a side");
+}
+
+Dib ReadBmp(const std::string &path, const std::vector<uint8_t> &f) {
+    auto malformed = [&](const std::string &why) -> void {
+        Fail("'" + path + "' is not a valid BMP file: " + why);
+    };
+    if (f.size() < 14 + 12) malformed("the file is truncated");
+    const uint32_t offBits = Le32(&f[10]);
+    const uint32_t hs = Le32(&f[14]);
+    const bool core = hs == 12;
+    if (!core && hs != 40 && hs != 52 && hs != 56 && hs != 108 && hs != 124)
+        Fail("'" + path + "' has a BMP header of " + std::to_string(hs) +
+             " bytes, which is not supported");
+    if (f.size() < 14 + (uint64_t)hs) malformed("the file is truncated");
+    const uint8_t *h = &f[14];
+    long width, height;
+    uint32_t bits, compression = 0, clrUsed = 0;
+    int32_t xppm = 0, yppm = 0;
+    if (core) {
+        width = Le16(h + 4);
+        height = Le16(h + 6);
+        bits = Le16(h + 10);
+    } else {
+        width = (int32_t)Le32(h + 4);
+        height = (int32_t)Le32(h + 8);
+        bits = Le16(h + 14);
+        compression = Le32(h + 16);
+        xppm = (int32_t)Le32(h + 24);
+        yppm = (int32_t)Le32(h + 28);
+        clrUsed = Le32(h + 32);
+    }
+    if (bits != 1 && bits != 4 && bits != 8 && bits != 24 && bits != 32)
+        Fail("'" + path + "' has " + std::to_string(bits) +
+             " bits per pixel; the library takes 1, 4, 8, 24 and 32");
+    bool topDown = false;
+    if (height < 0) {
+        if (height == INT32_MIN) malformed("bad height");
+        height = -height;
+        topDown = true;
+    }
+    CheckSize(path, width, height);
+
+    // Bit fields are taken only when they spell plain 8-bit B, G, R bytes.
+    uint64_t tableAt = 14 + (uint64_t)hs;
+    if (compression == 3 && bits == 32 && !core) {
+        // The three masks follow the first 40 header bytes, inside a longer
+        // header or after a 40-byte one (the table then starts after them).
+        if (hs == 40) tableAt += 12;
+        const uint8_t *masks = h + 40;
+        if (f.size() < 14 + 40 + 12) malformed("the file is truncated");
+        if (Le32(masks) != 0xFF0000 || Le32(masks + 4) != 0xFF00 || Le32(masks + 8) != 0xFF)
+            Fail("'" + path + "' uses bit fields other than 8-bit R, G, B; not supported");
+        compression = 0;
+    } else if (compression == 1 || compression == 2 || compression == 3 || compression == 4 ||
+               compression == 5) {
+        Fail("'" + path + "' is a compressed BMP (" + std::to_string(compression) +
+             "); only uncompressed BMP files are supported");
+    } else if (compression != 0) {
+        int model = ModelOfTag(compression);
+        if (!model) Fail("'" + path + "' has an unknown compression " + std::to_string(compression));
+        if (bits != (model == MODEL_CMYK ? 32u : 24u))
+            malformed(std::string("a ") + ModelName(model) + " image must have " +
+                      (model == MODEL_CMYK ? "32" : "24") + " bits per pixel");
+    }
+
+    uint32_t entries = 0;
+    if (bits <= 8) {
+        uint32_t full = 1u << bits;
+        entries = clrUsed ? clrUsed : full;
+        if (entries > full) malformed("the colour table has more entries than the depth allows");
+    }
+    const uint32_t entrySize = core ? 3 : 4;
+    if (tableAt + (uint64_t)entries * entrySize > f.size()) malformed("the file is truncated");
+
+    const uint64_t stride = RowStride((int)width, (int)bits);
+    const uint64_t imageBytes = stride * (uint64_t)height;
+    if (40 + (uint64_t)entries * 4 + imageBytes > kMaxBlock)
+        Fail("'" + path + "' is too large for memory (" + std::to_string(imageBytes) +
+             " bytes of pixels)");
+    if ((uint64_t)offBits + imageBytes > f.size()) malformed("the file is truncated");
+
+    Dib dib = NewDib((int)width, (int)height, (int)bits, bits <= 8 ? entries : 0);
+    {
+        DibView v(dib.get());
+        BITMAPINFOHEADER &bi = v.Header();
+        bi.biCompression = compression;
+        bi.biXPelsPerMeter = xppm;
+        bi.biYPelsPerMeter = yppm;
+        bi.biClrUsed = (bits <= 8 && clrUsed) ? clrUsed : 0;
+        for (uint32_t i = 0; i < (bits <= 8 ? entries : 0); ++i) {
+            const uint8_t *e = &f[tableAt + (uint64_t)i * entrySize];
+            v.Table()[i] = RGBQUAD{e[0], e[1], e[2], 0};
+        }
+        // The file's rows are bottom-up unless its height was negative.
+        for (long row = 0; row < height; ++row) {
+            const uint8_t *src = &f[offBits + (uint64_t)row * stride];
+            long y = topDown ? row : height - 1 - row;
+            std::memcpy(v.Row((int)y), src, stride);
+        }
+    }
+    return dib;
+}
+
+Dib ReadStb(const std::string &path, const std::vector<uint8_t> &f, const char *kind) {
+    if (f.size() > (size_t)INT32_MAX) Fail("'" + path + "' is too large");
+    int w = 0, h = 0, comp = 0;
+    const int len = (int)f.size();
+    if (!stbi_info_from_memory(f.data(), len, &w, &h, &comp))
+        Fail("'" + path + "' is not a valid " + kind + " file: " + stbi_failure_reason());
+    CheckSize(path, w, h);
+    unsigned char *pixels = stbi_load_from_memory(f.data(), len, &w, &h, &comp, 0);
+    if (!pixels)
+        Fail("'" + path + "' is not a valid " + kind + " file: " + stbi_failure_reason());
+    struct Free {
+        unsigned char *p;
+        ~Free() { stbi_image_free(p); }
+    } guard{pixels};
+    CheckSize(path, w, h);
+    const bool grey = comp < 3;
+    Dib dib = NewDib(w, h, grey ? 8 : 24, grey ? 256 : 0);
+    DibView v(dib.get());
+    if (grey)
+        for (int i = 0; i < 256; ++i) v.Table()[i] = RGBQUAD{(BYTE)i, (BYTE)i, (BYTE)i, 0};
+    for (int y = 0; y < h; ++y) {
+        uint8_t *row = v.Row(y);
+        const uint8_t *src = pixels + (size_t)y * w * comp;
+        for (int x = 0; x < w; ++x, src += comp) {
+            // Transparent pixels are laid over white.
+            int alpha = (comp == 2 || comp == 4) ? src[comp - 1] : 255;
+            auto over = [&](int c) { return (uint8_t)((c * alpha + 255 * (255 - alpha) + 127) / 255); };
+            if (grey) {
+                row[x] = over(src[0]);
+            } else {
+                row[3 * x] = over(src[2]);
+                row[3 * x + 1] = over(src[1]);
+                row[3 * x + 2] = over(src[0]);
+            }
+        }
+    }
+    return dib;
+}
+
+} // namespace
+
+size_t RowStride(int width, int bits) {
+    return (((size_t)width * (size_t)bits + 31) / 32) * 4;
+}
+
+Dib NewDib(int width, int height, int bits, uint32_t entries) {
+    const size_t stride = RowStride(width, bits);
+    const uint64_t size = 40 + (uint64_t)entries * 4 + (uint64_t)stride * (uint64_t)height;
+    if (size > kMaxBlock) Fail("image too large for memory");
+    Dib dib(GlobalAlloc(GHND, (SIZE_T)size));
+    if (!dib) Fail("out of memory for a " + std::to_string(width) + " x " + std::to_string(height) + " image");
+    auto *bi = static_cast<BITMAPINFOHEADER *>(GlobalLock(dib.get()));
+    if (!bi) Fail("cannot lock a new image block");
+    bi->biSize = 40;
+    bi->biWidth = width;
+    bi->biHeight = height;
+    bi->biPlanes = 1;
+    bi->biBitCount = (WORD)bits;
+    bi->biCompression = 0;
+    bi->biSizeImage = (DWORD)(stride * (size_t)height);
+    bi->biXPelsPerMeter = bi->biYPelsPerMeter = 2835; // 72 dots per inch
+    bi->biClrUsed = (bits <= 8 && entries != (1u << bits)) ? entries : 0;
+    GlobalUnlock(dib.get());
+    return dib;
+}
+
+DibView::DibView(HGLOBAL block) : block_(block) {
+    if (!block) Fail("no image");
+    const SIZE_T size = GlobalSize(block);
+    base_ = static_cast<uint8_t *>(GlobalLock(block));
+    if (!base_) Fail("cannot lock the image block");
+    auto bad = [&](const char *why) {
+        GlobalUnlock(block_);
+        base_ = nullptr;
+        Fail(std::string("the image block is not a valid packed DIB: ") + why);
+    };
+    if (size < 40) bad("smaller than its header");
+    const BITMAPINFOHEADER &bi = Header();
+    if (bi.biSize != 40) bad("header size is not 40");
+    if (bi.biWidth <= 0 || bi.biHeight <= 0 || bi.biWidth > kMaxSide || bi.biHeight > kMaxSide)
+        bad("bad dimensions");
+    const int bits = bi.biBitCount;
+    if (bits != 1 && bits != 4 && bits != 8 && bits != 24 && bits != 32) bad("bad depth");
+    entries_ = bi.biClrUsed ? bi.biClrUsed : (bits <= 8 ? 1u << bits : 0);
+    if (entries_ > 256) bad("colour table too large");
+    stride_ = RowStride(bi.biWidth, bits);
+    used_ = 40 + (size_t)entries_ * 4 + stride_ * (size_t)bi.biHeight;
+    if (used_ > size) bad("smaller than its header declares");
+    pixels_ = base_ + 40 + (size_t)entries_ * 4;
+}
+
+DibView::~DibView() {
+    if (base_) GlobalUnlock(block_);
+}
+
+void DibView::PixelRGB(int x, int y, uint8_t rgb[3]) const {
+    const uint8_t *row = Row(y);
+    const int bits = Bits();
+    if (bits >= 24) {
+        const uint8_t *p = row + (size_t)x * (bits / 8);
+        rgb[0] = p[2];
+        rgb[1] = p[1];
+        rgb[2] = p[0];
+        return;
+    }
+    unsigned index;
+    if (bits == 8) index = row[x];
+    else if (bits == 4) index = (row[x / 2] >> (x % 2 ? 0 : 4)) & 15;
+    else index = (row[x / 8] >> (7 - x % 8)) & 1;
+    if (index >= entries_) index = 0;
+    const RGBQUAD &q = Table()[index];
+    rgb[0] = q.rgbRed;
+    rgb[1] = q.rgbGreen;
+    rgb[2] = q.rgbBlue;
+}
+
+Dib ReadImage(const std::string &path) {
+    std::vector<uint8_t> f = ReadWholeFile(path);
+    if (f.size() >= 2 && f[0] == 'B' && f[1] == 'M') return ReadBmp(path, f);
+    if (f.size() >= 8 && std::memcmp(f.data(), "\x89PNG\r\n\x1a\n", 8) == 0)
+        return ReadStb(path, f, "PNG");
+    if (f.size() >= 3 && f[0] == 0xFF && f[1] == 0xD8 && f[2] == 0xFF)
+        return ReadStb(path, f, "JPEG");
+    if (f.empty()) Fail("'" + path + "' is empty");
+    Fail("'" + path + "' is not a BMP, PNG or JPEG file");
+}
+
+std::vector<uint8_t> EncodeBmp(HGLOBAL dib) {
+    DibView v(dib);
+    std::vector<uint8_t> out(14 + v.UsedBytes());
+    out[0] = 'B';
+    out[1] = 'M';
+    Put32(&out[2], (uint32_t)out.size());
+    Put32(&out[10], 14 + 40 + v.TableEntries() * 4);
+    std::memcpy(&out[14], v.Base(), v.UsedBytes());
+    // The header in the file keeps the model tag; the size field is made exact.
+    Put32(&out[14 + 20], (uint32_t)(v.Stride() * (size_t)v.Height()));
+    (void)Put16;
+    return out;
+}
+
+std::vector<uint8_t> EncodePng(HGLOBAL dib) {
+    DibView v(dib);
+    if (v.Tag() != 0) {
+        int model = ModelOfTag(v.Tag());
+        Fail(std::string("the image holds ") + (model ? ModelName(model) : "non-RGB") +
+             " values; PNG holds only RGB images, write a .bmp file instead");
+    }
+    const int w = v.Width(), h = v.Height();
+    std::vector<uint8_t> rgb((size_t)w * h * 3);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) v.PixelRGB(x, y, &rgb[((size_t)y * w + x) * 3]);
+    std::vector<uint8_t> out;
+    auto sink = [](void *context, void *data, int size) {
+        auto *o = static_cast<std::vector<uint8_t> *>(context);
+        o->insert(o->end(), static_cast<uint8_t *>(data), static_cast<uint8_t *>(data) + size);
+    };
+    if (!stbi_write_png_to_func(sink, &out, w, h, 3, rgb.data(), w * 3))
+        Fail("PNG encoding failed");
+    return out;
+}
+
+std::string Extension(const std::string &path) {
+    size_t slash = path.find_last_of("/\\");
+    size_t dot = path.find_last_of('.');
+    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return "";
+    std::string e = path.substr(dot);
+    std::transform(e.begin(), e.end(), e.begin(), [](unsigned char c) { return (char)std::tolower(c); });
+    return e;
+}
+
+bool FileExists(const std::string &path) {
+    std::FILE *f = std::fopen(path.c_str(), "rb");
+    if (f) std::fclose(f);
+    return f != nullptr;
+}
+
+void WriteImage(HGLOBAL dib, const std::string &path) {
+    const std::string ext = Extension(path);
+    if (ext == ".bmp" || ext == ".dib") WriteFileAtomically(path, EncodeBmp(dib));
+    else if (ext == ".png") WriteFileAtomically(path, EncodePng(dib));
+    else UsageError("cannot tell the format of '" + path + "': name it .bmp or .png");
+}
+
+void WriteFileAtomically(const std::string &path, const std::vector<uint8_t> &bytes) {
+#ifdef _WIN32
+    const int pid = _getpid();
+#else
+    const int pid = (int)getpid();
+#endif
+    const std::string temp = path + ".partial-" + std::to_string(pid);
+    std::FILE *f = std::fopen(temp.c_str(), "wb");
+    if (!f) Fail("cannot write '" + path + "': " + std::strerror(errno));
+    bool ok = bytes.empty() || std::fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
+    int err = errno;
+    ok = (std::fflush(f) == 0) && ok;
+    if (std::fclose(f) != 0) ok = false;
+    if (!ok) {
+        std::remove(temp.c_str());
+        Fail("cannot write '" + path + "': " + std::strerror(err ? err : EIO));
+    }
+#ifdef _WIN32
+    if (!MoveFileExA(temp.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING)) {
+#else
+    if (std::rename(temp.c_str(), path.c_str()) != 0) {
+#endif
+        std::remove(temp.c_str());
+        Fail("cannot write '" + path + "': the finished file could not be moved into place");
+    }
+}
+
+Dib ExpandTo24(HGLOBAL dib) {
+    DibView v(dib);
+    if (v.Tag() != 0) Fail("the image is not an RGB image");
+    Dib out = NewDib(v.Width(), v.Height(), 24, 0);
+    DibView o(out.get());
+    o.Header().biXPelsPerMeter = v.Header().biXPelsPerMeter;
+    o.Header().biYPelsPerMeter = v.Header().biYPelsPerMeter;
+    for (int y = 0; y < v.Height(); ++y) {
+        uint8_t *row = o.Row(y);
+        for (int x = 0; x < v.Width(); ++x) {
+            uint8_t rgb[3];
+            v.PixelRGB(x, y, rgb);
+            row[3 * x] = rgb[2];
+            row[3 * x + 1] = rgb[1];
+            row[3 * x + 2] = rgb[0];
+        }
+    }
+    return out;
+}
+
+Dib ToGrey8(HGLOBAL dib) {
+    DibView v(dib);
+    if (v.Tag() != 0) Fail("the image is not an RGB image");
+    Dib out = NewDib(v.Width(), v.Height(), 8, 256);
+    DibView o(out.get());
+    for (int i = 0; i < 256; ++i) o.Table()[i] = RGBQUAD{(BYTE)i, (BYTE)i, (BYTE)i, 0};
+    for (int y = 0; y < v.Height(); ++y) {
+        uint8_t *row = o.Row(y);
+        for (int x = 0; x < v.Width(); ++x) {
+            uint8_t rgb[3];
+            v.PixelRGB(x, y, rgb);
+            // Rec. 601 luma in integers, rounded.
+            row[x] = (uint8_t)((299 * rgb[0] + 587 * rgb[1] + 114 * rgb[2] + 500) / 1000);
+        }
+    }
+    return out;
+}
+
+} // namespace paximg
