@@ -1,0 +1,53 @@
+// The convolution's accumulator ring and its five row engines.
+//
+// The ring is 7 row pointers R[0..6], of which R[0..n-1] are used; each points
+// to one work row of 2 x width signed 16-bit values: the kernel sums of one
+// output row at [0, width) and that row's unfiltered intensities at
+// [width, 2 x width). Feeding one source row adds, for every ring row a and
+// column c, T[a][c] = sum over b of K[a][b] x I[clamp(c + h - b)] into
+// R[a][c] (a < n - 1), overwrites R[n - 1][c] with it, and stores the row's
+// intensities in R[h][width ..]. h = n / 2.
+#ifndef PAX_ADJUST_CONVOLUTION_H
+#define PAX_ADJUST_CONVOLUTION_H
+
+#include "paximage.h"
+
+#include <cstdint>
+
+constexpr int kMaxKernel = 7;
+
+using KernelGrid = int16_t[kMaxKernel][kMaxKernel]; // grid[a][b], row a, column b
+
+// Intensity of a stored pixel (blue, green, red): mode 1 weights blue 8,
+// green 15, red 3 out of 26; any other mode takes the plain mean. Unsigned
+// integer division, truncated.
+inline int PixelIntensity(const BYTE *p, int intensityMode) {
+    unsigned b0 = p[0], b1 = p[1], b2 = p[2];
+    return intensityMode == 1 ? static_cast<int>((8 * b0 + 15 * b1 + 3 * b2) / 26)
+                              : static_cast<int>((b0 + b1 + b2) / 3);
+}
+
+// The engines. row: width pixels of 3 bytes; ring: the 7 row pointers. An
+// engine called with a size it does not serve changes nothing. The general
+// engine serves 3, 5 and 7 and ignores the divisor; mean serves 3, 5 and 7;
+// smooth and both sharpens serve 3 and 5.
+void ConvolveRowKernel(const BYTE *row, int intensityMode, int16_t width, int16_t **ring,
+                       int16_t n, const KernelGrid &grid, int16_t divisor);
+void ConvolveRowMean(const BYTE *row, int intensityMode, int16_t width, int16_t **ring, int16_t n);
+void ConvolveRowSmooth(const BYTE *row, int intensityMode, int16_t width, int16_t **ring,
+                       int16_t n);
+void ConvolveRowSharpen(const BYTE *row, int intensityMode, int16_t width, int16_t **ring,
+                        int16_t n);
+void ConvolveRowSharpenFull(const BYTE *row, int intensityMode, int16_t width, int16_t **ring,
+                            int16_t n);
+
+// The built-in kernel of a filter type (CONV_MEAN .. CONV_SHARPEN_FULL) and
+// size, copied into grid; false when that engine does not serve the size.
+bool BuiltInKernel(int filterType, int n, KernelGrid &grid);
+
+// Turns the ring before the engine call of loop step y (from -h): sets it up
+// over the work rows at y = -h, shifts in a fresh row during the first n - 1
+// steps, and rotates by one from y = h on.
+void TurnRing(int16_t **ring, int16_t *const *workRows, int n, int y);
+
+#endif
