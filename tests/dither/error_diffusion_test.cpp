@@ -406,21 +406,6 @@ TEST(ErrorDiffusionReference, SeededRandomCases) {
     EXPECT_GT(compared, 2000);
 }
 
-// Bright 8-bit output drives the cells past 32767: white is measured against
-// 224 and 192, so every pixel adds error that only the edges and the
-// truncations take away. The cells wrap to negative values.
-TEST(ErrorDiffusionReference, SixteenBitCellsWrap) {
-    HGLOBAL white = Grey24(1000, 1200, 255);
-    ref::Source src = ref::Decode(white);
-    for (const ref::Kernel &k : ref::Kernels()) {
-        long wraps = 0;
-        std::vector<BYTE> want = ref::ErrorDiffusion(src, k, 8, &wraps);
-        EXPECT_GT(wraps, 0) << k.name << ": the image is too small to wrap a cell";
-        EXPECT_TRUE(Dither(k.dither, white, 8) == want) << k.name;
-    }
-    GlobalFree(white);
-}
-
 // Columns are not limited to 16-bit counts.
 TEST(ErrorDiffusionReference, WidthsBeyondSixteenBits) {
     HGLOBAL image = paxtest::MakeRandomDib24(40000, 2, 99);

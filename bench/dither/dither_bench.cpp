@@ -1,0 +1,112 @@
+// Every dither on a 4096 x 4096 image, in megapixels per second beside a
+// memcpy of the same image: the error-diffusion methods and the block dithers
+// from 24 bits to each depth they offer, DitherOrdered from 8 bits (the only
+// depth it takes).
+#include "bench_util.h"
+#include "paximage.h"
+
+#include <cstdint>
+#include <cstring>
+
+namespace {
+
+constexpr int kSide = 4096;
+constexpr int64_t kPixels = int64_t{kSide} * kSide;
+
+// A smooth colour picture with some fine detail, so every path of the row
+// passes is taken.
+HGLOBAL MakeImage(int bits) {
+    const int64_t stride = ((int64_t{kSide} * bits + 31) / 32) * 4;
+    const int64_t table = bits == 8 ? 1024 : 0;
+    HGLOBAL block = GlobalAlloc(GHND, static_cast<SIZE_T>(40 + table + stride * kSide));
+    BYTE *p = static_cast<BYTE *>(GlobalLock(block));
+    auto *h = reinterpret_cast<BITMAPINFOHEADER *>(p);
+    h->biSize = 40;
+    h->biWidth = kSide;
+    h->biHeight = kSide;
+    h->biPlanes = 1;
+    h->biBitCount = static_cast<WORD>(bits);
+    h->biSizeImage = static_cast<DWORD>(stride * kSide);
+    for (int i = 0; bits == 8 && i < 256; ++i) {
+        BYTE *e = p + 40 + 4 * i;
+        e[0] = e[1] = e[2] = static_cast<BYTE>(i);
+    }
+    uint32_t noise = 12345;
+    for (int y = 0; y < kSide; ++y) {
+        BYTE *row = p + 40 + table + y * stride;
+        for (int x = 0; x < kSide; ++x) {
+            noise = noise * 1664525u + 1013904223u;
+            int n = static_cast<int>(noise >> 28) - 8;
+            if (bits == 24) {
+                row[3 * x] = static_cast<BYTE>((x / 16 + n) & 255);
+                row[3 * x + 1] = static_cast<BYTE>((y / 16 + n) & 255);
+                row[3 * x + 2] = static_cast<BYTE>(((x + y) / 32 + n) & 255);
+            } else {
+                row[x] = static_cast<BYTE>(((x ^ y) / 16 + n) & 255);
+            }
+        }
+    }
+    GlobalUnlock(block);
+    return block;
+}
+
+HGLOBAL Image24() {
+    static HGLOBAL image = MakeImage(24);
+    return image;
+}
+HGLOBAL Image8() {
+    static HGLOBAL image = MakeImage(8);
+    return image;
+}
+
+void Run(benchmark::State &state, HDIB (*dither)(HDIB, int), HGLOBAL image, int arg) {
+    for (auto _ : state) {
+        HDIB out = dither(image, arg);
+        if (!out) {
+            state.SkipWithError("the dither failed");
+            break;
+        }
+        benchmark::DoNotOptimize(out);
+        GlobalFree(out);
+    }
+    paxbench::SetMegapixelRate(state, kPixels);
+}
+
+void BM_Memcpy24(benchmark::State &state) {
+    paxbench::MemcpyBaseline(state, kPixels * 3, kPixels);
+}
+BENCHMARK(BM_Memcpy24)->Unit(benchmark::kMillisecond);
+
+void BM_Memcpy8(benchmark::State &state) { paxbench::MemcpyBaseline(state, kPixels, kPixels); }
+BENCHMARK(BM_Memcpy8)->Unit(benchmark::kMillisecond);
+
+#define PAX_DIFFUSION_BENCH(name)                                                           \
+    void BM_##name(benchmark::State &state) {                                              \
+        Run(state, name, Image24(), static_cast<int>(state.range(0)));                      \
+    }                                                                                       \
+    BENCHMARK(BM_##name)->Arg(1)->Arg(4)->Arg(8)->Unit(benchmark::kMillisecond);
+
+PAX_DIFFUSION_BENCH(DitherFS4)
+PAX_DIFFUSION_BENCH(DitherBurkes)
+PAX_DIFFUSION_BENCH(DitherSierra)
+PAX_DIFFUSION_BENCH(DitherJJN)
+PAX_DIFFUSION_BENCH(DitherStucki)
+PAX_DIFFUSION_BENCH(DitherSA)
+
+void BM_DitherSharp(benchmark::State &state) {
+    Run(state, DitherSharp, Image24(), static_cast<int>(state.range(0)));
+}
+BENCHMARK(BM_DitherSharp)->Arg(1)->Arg(4)->Unit(benchmark::kMillisecond);
+
+void BM_DitherSmooth(benchmark::State &state) {
+    Run(state, DitherSmooth, Image24(), static_cast<int>(state.range(0)));
+}
+BENCHMARK(BM_DitherSmooth)->Arg(1)->Arg(4)->Unit(benchmark::kMillisecond);
+
+// From an 8-bit image; the argument is the matrix type.
+void BM_DitherOrdered(benchmark::State &state) {
+    Run(state, DitherOrdered, Image8(), static_cast<int>(state.range(0)));
+}
+BENCHMARK(BM_DitherOrdered)->Arg(0)->Arg(4)->Arg(6)->Unit(benchmark::kMillisecond);
+
+} // namespace
