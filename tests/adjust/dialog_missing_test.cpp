@@ -43,3 +43,30 @@ TEST(MissingDialog, LoaderStoresTheCodeAndReleasesTheLibrary) {
 }
 
 } // namespace
+
+#include "hue_test_util.h"
+
+namespace {
+
+// Every hue-based adjustment goes on with its own values and leaves
+// CCE_NODIALOGENTRY after its successful run; without a parameter dialog the
+// code is 0.
+TEST(MissingDialog, AdjustmentsGoOnAndKeepTheCode) {
+    HDIB image = huetest::Random(11, 4, 17);
+    for (const huetest::Operation &op : huetest::Operations()) {
+        for (int mode : {0, 1, 2, 3}) {
+            SCOPED_TRACE(testing::Message() << op.name << " mode " << mode);
+            paxtest::Snapshot before = paxtest::TakeSnapshot();
+            HDIB out = op.run(image, mode, nullptr);
+            huetest::ExpectImage(image, out, op.expect);
+            DWORD want = mode >= 2 ? CCE_NODIALOGENTRY : CCE_NONE;
+            EXPECT_EQ(paxtest::CceName(GetLastColorConvertError()), paxtest::CceName(want));
+            EXPECT_FALSE(DialogLibraryIsLoaded());
+            GlobalFree(out);
+            paxtest::ExpectCensus(before, 0, "after the run");
+        }
+    }
+    GlobalFree(image);
+}
+
+} // namespace

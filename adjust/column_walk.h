@@ -1,0 +1,114 @@
+// The shared body of the hue-based adjustments, from the lock of the
+// caller's image to the cancel verdict: check the image, copy it, run the
+// parameter dialog (mode 2 or 3), open the progress dialog (mode 1 or 3),
+// walk the pixels column by column, then close and decide.
+#ifndef PAX_ADJUST_COLUMN_WALK_H
+#define PAX_ADJUST_COLUMN_WALK_H
+
+#include "dib.h"
+#include "param_dialog.h"
+#include "paximage.h"
+#include "progress.h"
+#include "thread_state.h"
+
+#include <cstdint>
+#include <cstring>
+
+namespace hueadjust {
+
+// Columns per step of the progress bar.
+constexpr LONG kColumnsPerStep = 5;
+
+inline bool WantsParamDialog(int mode) { return mode == 2 || mode == 3; }
+inline bool WantsProgress(int mode) { return mode == 1 || mode == 3; }
+
+// What the caller's locked block holds.
+enum class SourceKind {
+    Pixels,     // a 24-bit image whose rows lie inside the block
+    Empty,      // a 24-bit image with no columns or no rows (width or height 0 or
+                // negative): copied unchanged, no pixel is visited
+    OtherDepth, // not 24 bits per pixel
+    Malformed,  // the block is smaller than its header, or its rows do not fit in it
+};
+
+// Reads the header of a locked block of blockSize bytes. Fills layout for
+// SourceKind::Pixels; for the other kinds only layout->header (when the
+// header fits), with no pixels, width and height 0.
+SourceKind DescribeSource(BYTE *block, SIZE_T blockSize, DibLayout *layout);
+
+// The progress total of a walk over width columns: width + 1, kept inside
+// the 32-bit range for headers of any width.
+LONG ProgressTotal(int64_t width);
+
+// Runs the body once the operation's own arguments passed their checks.
+// runDialog() is called for mode 2 or 3 and returns the dialog's outcome.
+// makePixel() is called after the dialog (so it sees the values the dialog
+// left) and returns the pixel function: bool(const BYTE rgb[3], BYTE out[3]),
+// true when the pixel is to be written with out.
+//
+// Failures: a source that cannot be locked, another depth, a copy that
+// cannot be locked, a cancel in either dialog and a progress dialog that
+// cannot be opened return null and store no code; a copy that cannot be
+// allocated stores CCE_NOMEMORY; a malformed block CCE_BADARGUMENT.
+template <typename RunDialog, typename MakePixel>
+HDIB RunColumnAdjustment(ThreadState *state, HDIB hDib, int mode, HWND owner,
+                         RunDialog runDialog, MakePixel makePixel) {
+    BlockLock source(hDib);
+    if (!source) return nullptr;
+    DibLayout src;
+    switch (DescribeSource(source.data(), source.size(), &src)) {
+    case SourceKind::Pixels:
+    case SourceKind::Empty:
+        break;
+    case SourceKind::OtherDepth:
+        return nullptr;
+    case SourceKind::Malformed:
+        state->convertError = CCE_BADARGUMENT;
+        return nullptr;
+    }
+
+    OwnedBlock copy(DuplicateDIB(hDib));
+    if (!copy) {
+        state->convertError = CCE_NOMEMORY;
+        return nullptr;
+    }
+    BlockLock target(copy.get());
+    if (!target) return nullptr;
+    // The copy keeps zeros when it could not lock the source while copying:
+    // its header then differs from the source's, and the run fails as if the
+    // copy could not be locked.
+    if (target.size() != source.size() ||
+        std::memcmp(target.data(), source.data(), kDibHeaderSize) != 0)
+        return nullptr;
+
+    if (WantsParamDialog(mode) && runDialog() == DialogOutcome::Cancelled) return nullptr;
+
+    const bool progress = WantsProgress(mode);
+    if (progress && !OpenProgress(owner, ProgressTotal(src.header->biWidth), kColumnsPerStep))
+        return nullptr;
+
+    auto pixel = makePixel();
+    DibLayout dst = src;
+    if (src.pixels) dst.pixels = target.data() + (src.pixels - source.data());
+    // x outside, y inside, y = 0 the top row. Cancel is tested and the bar
+    // stepped before each column.
+    for (int64_t x = 0; x < src.width; ++x) {
+        if (state->cancelled) break;
+        if (ProgressDue(state, progress, x)) StepProgress();
+        for (int64_t y = 0; y < src.height; ++y) {
+            BYTE rgb[3], out[3];
+            GetPixel3(PixelAt(src, x, y, 3), rgb);
+            if (pixel(rgb, out)) PutPixel3(PixelAt(dst, x, y, 3), out);
+        }
+    }
+
+    target.Unlock();
+    source.Unlock();
+    if (progress) CloseProgress();
+    if (state->cancelled) return nullptr; // the guard frees the copy
+    return copy.Release();
+}
+
+} // namespace hueadjust
+
+#endif
