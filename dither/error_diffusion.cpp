@@ -46,12 +46,11 @@ void ThresholdRowPass(const ErrorRows &er, const BYTE *plane, BYTE *out, int64_t
     unsigned byte = 0;
     for (int64_t x = 0; x < w; ++x) {
         const int v = Wrap16(row0[x] + plane[x]);
-        int e = v;
-        if (v > 128) {
-            byte |= 0x80u >> (x & 7);
-            e = v - 255;
-        }
-        if (e != 0) Diffuse<K>(er, x, e);
+        const unsigned white = v > 128;
+        byte |= (white << 7) >> (x & 7);
+        // An error of 0 adds 0 to every tap, so it is diffused like any other
+        // rather than tested for.
+        Diffuse<K>(er, x, white ? v - 255 : v);
         if ((x & 7) == 7) {
             out[x >> 3] = static_cast<BYTE>(byte);
             byte = 0;
@@ -67,8 +66,7 @@ inline int QuantizeChannel(const ErrorRows &er, const BYTE *plane, int64_t x, in
                            int maxLevel) {
     const int v = Wrap16(er.rows[0][x] + plane[x]);
     const int level = std::min(std::max(v / step, 0), maxLevel);
-    const int e = v - step * level;
-    if (e != 0) Diffuse<K>(er, x, e);
+    Diffuse<K>(er, x, v - step * level); // an error of 0 adds nothing
     return level;
 }
 
