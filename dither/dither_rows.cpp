@@ -36,7 +36,9 @@ DWORD DescribeSource(const BYTE *block, SIZE_T blockSize, int bits, DitherSource
     int64_t rows = h.biHeight < 0 ? -static_cast<int64_t>(h.biHeight) : h.biHeight;
     int64_t stride = DitherRowBytes(h.biWidth, depth);
     int64_t size = static_cast<int64_t>(blockSize);
-    if (offset > size || stride * rows > size - offset) return IMS_BADPARAM;
+    // Compared by division: stride x rows can exceed 64 bits for a header
+    // that claims both dimensions near 2^31.
+    if (offset > size || (rows > 0 && stride > (size - offset) / rows)) return IMS_BADPARAM;
 
     src->pixels = block + offset;
     src->stride = stride;

@@ -211,7 +211,7 @@ PAXAPI HDIB PAXCALL DitherOrdered(HDIB image, int type) {
         const int64_t stride = ((static_cast<int64_t>(h.biWidth) + 3) / 4) * 4;
         const int64_t offset = kDibHeaderSize + 4 * entries;
         const int64_t size = static_cast<int64_t>(blockSize);
-        if (offset > size || stride * rows > size - offset) return nullptr;
+        if (offset > size || (rows > 0 && stride > (size - offset) / rows)) return nullptr;
 
         copy = MakeWorkingCopy(source.data(), blockSize, entries, stride * rows);
         if (!copy) return nullptr;

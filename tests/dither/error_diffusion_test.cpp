@@ -295,6 +295,8 @@ TEST(ErrorDiffusionChecks, MalformedHeaders) {
         {"width 0", RawBlock(40, header(0, 5, 24, 0)), IMS_NOMEMORY},
         {"height 0", RawBlock(40, header(5, 0, 24, 0)), IMS_NOMEMORY},
         {"huge width", RawBlock(40 + 64, header(0x7FFFFFFF, 1, 24, 0)), IMS_BADPARAM},
+        {"huge width and height", RawBlock(40 + 64, header(0x7FFFFFFF, 0x7FFFFFFF, 24, 0)), IMS_BADPARAM},
+        {"huge top-down height", RawBlock(40 + 64, header(0x7FFFFFFF, -0x7FFFFFFF - 1, 24, 0)), IMS_BADPARAM},
     };
     for (const Case &c : cases) {
         for (const ref::Kernel &k : ref::Kernels()) {

@@ -257,6 +257,10 @@ TEST(OrderedDitherFailures, NullAndStatusUntouched) {
     h.biBitCount = 8;
     HGLOBAL tooFew = RawBlock(40 + 1024 + 8 * 8, h); // claims 50 rows, holds 8
     HGLOBAL tiny = RawBlock(16, h);
+    BITMAPINFOHEADER huge = h;
+    huge.biWidth = 0x7FFFFFFF;
+    huge.biHeight = 0x7FFFFFFF;
+    HGLOBAL hugeClaim = RawBlock(40 + 1024 + 64, huge);
     BITMAPINFOHEADER core = h;
     core.biSize = 12;
     core.biHeight = 2;
@@ -273,6 +277,7 @@ TEST(OrderedDitherFailures, NullAndStatusUntouched) {
                                            {"unlockable", unlockable, 0},
                                            {"rows beyond the block", tooFew, 0},
                                            {"block smaller than a header", tiny, 0},
+                                           {"huge dimensions", hugeClaim, 0},
                                            {"header size 12", coreHeader, 0}}) {
         SetStatus(99);
         HDIB out = DitherOrdered(c.image, c.type);
@@ -288,7 +293,7 @@ TEST(OrderedDitherFailures, NullAndStatusUntouched) {
     SetStatus(99);
     EXPECT_EQ(DitherOrdered(empty, 3), nullptr);
     EXPECT_EQ(ImsName(Status()), "IMS_NOMEMORY");
-    for (HGLOBAL b : {image, rgb, unlockable, tooFew, tiny, coreHeader, empty}) GlobalFree(b);
+    for (HGLOBAL b : {image, rgb, unlockable, tooFew, tiny, hugeClaim, coreHeader, empty}) GlobalFree(b);
 }
 
 TEST(OrderedDitherFailures, Sweep) {
