@@ -112,7 +112,7 @@ TEST(ConvertColorSpace, ChecksStoreTheirCodesInOrder) {
     }
 }
 
-TEST(ConvertColorSpace, DialogThatCannotBeCreatedStoresNoProgress) {
+TEST(ConvertColorSpaceDialogFailure, StoresNoProgressAndConvertsNothing) {
     if (!convtest::ArrangeDialogFailure()) GTEST_SKIP() << "dialog creation cannot be made to fail";
     BYTE source[6] = {1, 2, 3, 4, 5, 6};
     BYTE destination[8] = {7, 7, 7, 7, 7, 7, 7, 7};

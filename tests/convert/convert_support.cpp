@@ -97,6 +97,11 @@ StepWatch::StepWatch(long cancelAfter) {
     g_hook = SetWindowsHookExA(WH_CALLWNDPROC, WatchBar, nullptr, GetCurrentThreadId());
 }
 StepWatch::~StepWatch() {
+    // A Cancel posted after the last step of a run is never picked up by it;
+    // drop it, or the next dialog (which may reuse the handle) would get it.
+    MSG stale;
+    while (PeekMessageA(&stale, nullptr, WM_COMMAND, WM_COMMAND, PM_REMOVE)) {
+    }
     if (g_hook) UnhookWindowsHookEx(g_hook);
     g_hook = nullptr;
     g_onStep = nullptr;
@@ -122,7 +127,8 @@ void CALLBACK ClickCancel(HWND, UINT, UINT_PTR id, DWORD) {
 } // namespace
 
 void ClickCancelAfter(unsigned ms) { SetTimer(nullptr, 0, ms, ClickCancel); }
-bool ArrangeDialogFailure() { return false; }
+// Without a display Wine cannot create the dialog at all.
+bool ArrangeDialogFailure() { return !HaveDisplay(); }
 void ResetDialogScript() {}
 
 #else
@@ -130,7 +136,14 @@ void ResetDialogScript() {}
 StepWatch::StepWatch(long cancelAfter) {
     win32lite::ScriptDialogs({false, cancelAfter});
 }
-StepWatch::~StepWatch() { win32lite::ScriptDialogs({}); }
+StepWatch::~StepWatch() {
+    // A scripted click queued after the last step of a run is never picked up
+    // by it; drop it before the next dialog.
+    MSG stale;
+    while (PeekMessageA(&stale, nullptr, 0, 0, PM_REMOVE)) {
+    }
+    win32lite::ScriptDialogs({});
+}
 long StepWatch::Steps() const { return win32lite::LastDialog().stepsTaken; }
 long StepWatch::RangeMax() const { return win32lite::LastDialog().rangeMax; }
 void StepWatch::OnStep(std::function<void(long)>) {}

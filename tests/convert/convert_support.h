@@ -45,7 +45,7 @@ Rows ReadRows(HGLOBAL image);
 // A progress-bar watch for the current thread. On Windows it hooks the
 // messages sent to the real bar; on Linux it reads the stand-in's record and
 // script. With cancelAfter = k > 0, Cancel is pressed right after the k-th
-// step and delivered by the next pump, on both platforms.
+// step and delivered by the next pump, on both platforms. One watch at a time.
 class StepWatch {
 public:
     explicit StepWatch(long cancelAfter = 0);
@@ -66,7 +66,8 @@ bool HaveDisplay();
 HWND MakeOwner();
 void ClickCancelAfter(unsigned ms);
 
-// Makes the next dialog creation fail where that can be arranged (Linux).
+// Makes the next dialog creation fail where that can be arranged: scripted on
+// Linux; on Windows only when there is no display, so that it fails anyway.
 bool ArrangeDialogFailure();
 void ResetDialogScript();
 
