@@ -1,12 +1,127 @@
-// Powers used by the LAB conversions.
+// The two powers of the LAB conversions, correctly rounded and identical on
+// every platform: only IEEE additions, multiplications and divisions (plus exact
+// exponent handling by the bits), so no result depends on the platform's mathematical
+// library. tools/check_pow.cpp checks every input the conversions reach
+// against a higher-precision reference.
+//
+// x^3: the exact cube is a sum of exact products (Dekker's splitting, no fused
+// multiply-add), rounded once.
+//
+// x^0.3333333333333333: the exponent is the double nearest 1/3, smaller than
+// 1/3 by exactly 2^-54 / 3, so x^y = cbrt(x) * x^(-2^-54/3). The cube root is
+// refined to about 105 bits from the exact residual of a double estimate; the
+// second factor is 1 + e + e^2/2 with e = -ln(x) * 2^-54 / 3 (|e| < 1e-16 on
+// the inputs in use, so ln(x) is needed only to about 1e-16).
 #include "color_math.h"
 
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 
 namespace pax {
 
-double PowOneThird(double x) { return std::pow(x, 0.3333333333333333); }
+namespace {
 
-double PowCube(double x) { return std::pow(x, 3); }
+struct Pair {
+    double hi, lo;
+};
+
+// a * b = hi + lo exactly (Dekker). Operands stay far from overflow here.
+[[gnu::always_inline]] inline Pair TwoProduct(double a, double b) {
+    constexpr double kSplit = 134217729.0; // 2^27 + 1
+    const double ca = kSplit * a, cb = kSplit * b;
+    const double ah = ca - (ca - a), al = a - ah;
+    const double bh = cb - (cb - b), bl = b - bh;
+    const double hi = a * b;
+    const double lo = ((ah * bh - hi) + ah * bl + al * bh) + al * bl;
+    return {hi, lo};
+}
+
+// x = m 2^e with m in [0.5, 1), for positive normal x, by the bits of x.
+[[gnu::always_inline]] inline double SplitExponent(double x, int *e) {
+    uint64_t bits;
+    std::memcpy(&bits, &x, sizeof bits);
+    *e = static_cast<int>((bits >> 52) & 0x7FF) - 1022;
+    bits = (bits & 0x800FFFFFFFFFFFFFull) | (uint64_t{1022} << 52);
+    double m;
+    std::memcpy(&m, &bits, sizeof m);
+    return m;
+}
+
+// 2^k for k in the normal range.
+[[gnu::always_inline]] inline double PowerOfTwo(int k) {
+    const uint64_t bits = static_cast<uint64_t>(k + 1023) << 52;
+    double p;
+    std::memcpy(&p, &bits, sizeof p);
+    return p;
+}
+
+// Natural logarithm to about one unit in the last place: x = m * 2^e with m
+// in [sqrt(1/2), sqrt(2)), ln(m) = 2 atanh((m - 1) / (m + 1)) by its series.
+double NaturalLog(double x) {
+    int e;
+    double m = SplitExponent(x, &e);
+    if (m < 0.70710678118654752) {
+        m = m * 2;
+        e = e - 1;
+    }
+    const double s = (m - 1) / (m + 1), s2 = s * s;
+    // 1 + s2/3 + s2^2/5 + ... + s2^11/23 (|s| < 0.172: the rest is below
+    // 1e-19), in Estrin's order to keep the chain of dependent steps short.
+    const double z = s2, z2 = z * z, z4 = z2 * z2, z8 = z4 * z4;
+    const double q0 = (1 + z * (1.0 / 3)) + z2 * (1.0 / 5 + z * (1.0 / 7));
+    const double q1 = (1.0 / 9 + z * (1.0 / 11)) + z2 * (1.0 / 13 + z * (1.0 / 15));
+    const double q2 = (1.0 / 17 + z * (1.0 / 19)) + z2 * (1.0 / 21 + z * (1.0 / 23));
+    const double sum = (q0 + z4 * q1) + z8 * q2;
+    constexpr double kLn2Hi = 0.6931471803691238; // ln 2 split so e * kLn2Hi is exact
+    constexpr double kLn2Lo = 1.9082149292705877e-10;
+    return e * kLn2Hi + (e * kLn2Lo + 2 * s * sum);
+}
+
+} // namespace
+
+double PowCube(double x) {
+    const Pair sq = TwoProduct(x, x);
+    const Pair hi = TwoProduct(sq.hi, x);
+    const Pair lo = TwoProduct(sq.lo, x);
+    return hi.hi + (hi.lo + (lo.hi + lo.lo));
+}
+
+double PowOneThird(double x) {
+    if (!(x > 0)) return x == 0 ? 0.0 : std::nan("");
+    if (x < 0x1p-1000) return PowOneThird(x * 0x1p999) * 0x1p-333; // 2^999 = (2^333)^3, exact
+    // x = m 2^(3k + rem), m in [0.5, 1), rem in 0..2.
+    int e;
+    const double m = SplitExponent(x, &e);
+    int rem = e % 3;
+    if (rem < 0) rem += 3;
+    const int k = (e - rem) / 3;
+    const double scaled = m * PowerOfTwo(rem);
+
+    // Estimate of cbrt(scaled) without division: a fit of m^(-1/3) on
+    // [0.5, 1) (relative error below 7e-6) times 2^(-rem/3), two Newton steps
+    // for scaled^(-1/3) (error below 1e-15), then scaled * y^2.
+    constexpr double kInvCbrtPow2[3] = {1.0, 0.79370052598409974, 0.62996052494743658};
+    double y = ((((-0.66570918579906771 * m + 3.0691588960396917) * m - 5.9116923059791978) * m +
+                 6.1844465505383776) * m - 3.9159036861764452) * m + 2.2396950868653162;
+    y = y * kInvCbrtPow2[rem];
+    for (int i = 0; i < 2; ++i) y = y + y * (1 - scaled * (y * y * y)) * (1.0 / 3);
+    const double r = scaled * (y * y);
+
+    // r^3 = scaled (1 + t), with r^3 - scaled formed exactly up to the last
+    // additions (c1.hi - scaled is exact: the two are within a factor of 2).
+    const Pair sq = TwoProduct(r, r);
+    const Pair c1 = TwoProduct(sq.hi, r);
+    const Pair c2 = TwoProduct(sq.lo, r);
+    const double residual = (((c1.hi - scaled) + c1.lo) + c2.hi) + c2.lo;
+    const double t = residual / scaled;
+
+    // x^y = r 2^k (1 + t)^(-1/3) (1 + eps + eps^2/2), eps = -ln(x) 2^-54 / 3,
+    //     = r 2^k (1 + first + second) to second order; the rest is below 1e-45.
+    const double eps = -NaturalLog(x) * (5.551115123125783e-17 / 3);
+    const double first = eps - t * (1.0 / 3);
+    const double second = eps * eps / 2 + t * t * (2.0 / 9) - eps * t * (1.0 / 3);
+    return (r + r * (first + second)) * PowerOfTwo(k);
+}
 
 } // namespace pax
