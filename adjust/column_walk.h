@@ -11,6 +11,7 @@
 #include "progress.h"
 #include "thread_state.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -90,15 +91,27 @@ HDIB RunColumnAdjustment(ThreadState *state, HDIB hDib, int mode, HWND owner,
     auto pixel = makePixel();
     DibLayout dst = src;
     if (src.pixels) dst.pixels = target.data() + (src.pixels - source.data());
-    // x outside, y inside, y = 0 the top row. Cancel is tested and the bar
-    // stepped before each column.
-    for (int64_t x = 0; x < src.width; ++x) {
+    // Column by column, x from 0, with the cancel test and a progress step
+    // before each column. Cancel is only ever set by the progress dialog, in
+    // the message pump of a step, so between two steps the pixels can be
+    // visited in any order without changing the result or the point where a
+    // cancel stops the walk. They are visited row by row within each band of
+    // columns from one step to the next, which reads memory in order; without
+    // progress the whole image is one band. A cancel delivered in a step still
+    // lets that step's column be done, as the column-by-column order would.
+    const int64_t band = progress ? kColumnsPerStep : src.width;
+    for (int64_t x0 = 0; x0 < src.width; x0 += band) {
         if (state->cancelled) break;
-        if (ProgressDue(state, progress, x)) StepProgress();
+        if (ProgressDue(state, progress, x0)) StepProgress();
+        const int64_t x1 = state->cancelled ? x0 + 1 : std::min(x0 + band, src.width);
         for (int64_t y = 0; y < src.height; ++y) {
-            BYTE rgb[3], out[3];
-            GetPixel3(PixelAt(src, x, y, 3), rgb);
-            if (pixel(rgb, out)) PutPixel3(PixelAt(dst, x, y, 3), out);
+            const BYTE *in = PixelAt(src, x0, y, 3);
+            BYTE *out = PixelAt(dst, x0, y, 3);
+            for (int64_t x = x0; x < x1; ++x, in += 3, out += 3) {
+                BYTE rgb[3], moved[3];
+                GetPixel3(in, rgb);
+                if (pixel(rgb, moved)) PutPixel3(out, moved);
+            }
         }
     }
 
