@@ -12,10 +12,10 @@
 //   copy has it (into CMYK, it is dropped). The result is 32-bit as well.
 // - A CMYK-tagged image must be 32 bits per pixel; any other depth is refused
 //   like the other depths that are not walked: null, and no code.
-// - A block too small for its header, a header that is not the 40-byte
-//   BITMAPINFOHEADER, negative dimensions (top-down rows included), or rows
-//   that do not fit in the block: null with CCE_BADARGUMENT. These tests come
-//   after the tests of depth, tag and equal models.
+// - A block too small for its header (tested right after the lock), a header
+//   that is not the 40-byte BITMAPINFOHEADER, negative dimensions (top-down
+//   rows included), or a colour table or rows that do not fit in the block
+//   (tested after depth, tag and equal models): null with CCE_BADARGUMENT.
 // - Results made by CreateDIB24Like and CreateDIB32Like have no colour table and
 //   their biClrUsed is cleared, so their pixels begin right after the header
 //   whatever the source's biClrUsed was.
