@@ -137,25 +137,16 @@ HGLOBAL AllocateTwice(int64_t bytes) {
     return block;
 }
 
-// Shift for the divisors 2, 4, .. 64, which round toward minus infinity; -1
-// for every other divisor, which divides with truncation toward zero.
-int ShiftFor(int d) {
-    for (int s = 1; s <= 6; ++s)
-        if (d == (1 << s)) return s;
-    return -1;
-}
-
 inline BYTE ClampByte(int v) { return static_cast<BYTE>(v < 0 ? 0 : v > 255 ? 255 : v); }
 
 // Output row from the ring's first row: Q = S / d by the divisor rule, and
 // Q minus the unfiltered intensity added to each byte of the source pixel.
-void EmitRow(const int16_t *ringRow, int width, int d, int shift, const BYTE *src, BYTE *dst) {
+void EmitRow(const int16_t *ringRow, int width, const SumQuotient &quotient, const BYTE *src,
+             BYTE *dst) {
     const int16_t *sums = ringRow;
     const int16_t *intensity = ringRow + width;
     for (int c = 0; c < width; ++c) {
-        int s = sums[c];
-        int q = shift > 0 ? (s >> shift) : d == 1 ? s : s / d;
-        int delta = q - intensity[c];
+        int delta = quotient(sums[c]) - intensity[c];
         dst[3 * c] = ClampByte(src[3 * c] + delta);
         dst[3 * c + 1] = ClampByte(src[3 * c + 1] + delta);
         dst[3 * c + 2] = ClampByte(src[3 * c + 2] + delta);
@@ -277,7 +268,7 @@ HDIB Convolve(HDIB hDib, int newImage, int intensityMode, short filterType, shor
         std::memset(workRows[k], 0, sizeof(int16_t) * 2 * static_cast<size_t>(width));
     }
     int16_t *ring[kMaxKernel] = {};
-    const int shift = ShiftFor(kernel.divisor);
+    const SumQuotient quotient(kernel.divisor);
 
     for (int y = -h; y <= rows + h - 1; ++y) {
         if (progress) {
@@ -294,7 +285,7 @@ HDIB Convolve(HDIB hDib, int newImage, int intensityMode, short filterType, shor
         if (y >= h) {
             const BYTE *from = src.RowFromBottom(y - h);
             BYTE *to = dstPixels + (from - src.pixels);
-            EmitRow(ring[0], width, kernel.divisor, shift, from, to);
+            EmitRow(ring[0], width, quotient, from, to);
         }
     }
 

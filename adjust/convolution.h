@@ -27,6 +27,34 @@ inline int PixelIntensity(const BYTE *p, int intensityMode) {
                               : static_cast<int>((b0 + b1 + b2) / 3);
 }
 
+// Q = S / d for a kernel sum S (|S| <= 32768) and a divisor d from 1 to
+// 32768: an arithmetic shift for d = 2, 4, .. 64, which rounds toward minus
+// infinity; truncation toward zero for every other d, done by multiplying
+// |S| by ceil(2^32 / d) and keeping the high 32 bits. That product is exact:
+// with m d = 2^32 + r, r < d, the error |S| r / 2^32 stays below 1 / 4 and
+// never carries |S| / d past the next integer.
+class SumQuotient {
+public:
+    explicit SumQuotient(int d) : d_(d) {
+        for (int s = 1; s <= 6; ++s)
+            if (d == (1 << s)) shift_ = s;
+        magic_ = ((uint64_t{1} << 32) + static_cast<uint64_t>(d) - 1) / static_cast<uint64_t>(d);
+    }
+    int divisor() const { return d_; }
+    int operator()(int s) const {
+        if (shift_) return s >> shift_;
+        if (d_ == 1) return s;
+        uint32_t magnitude = static_cast<uint32_t>(s < 0 ? -s : s);
+        int q = static_cast<int>((magnitude * magic_) >> 32);
+        return s < 0 ? -q : q;
+    }
+
+private:
+    int d_;
+    int shift_ = 0;
+    uint64_t magic_;
+};
+
 // The engines. row: width pixels of 3 bytes; ring: the 7 row pointers. An
 // engine called with a size it does not serve changes nothing. The general
 // engine serves 3, 5 and 7 and ignores the divisor; mean serves 3, 5 and 7;

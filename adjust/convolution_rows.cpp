@@ -14,6 +14,8 @@
 // during the first n - 1 feeds may wrap; they are overwritten before use.
 #include "convolution.h"
 
+#include <cstdint>
+
 namespace {
 
 constexpr KernelGrid kMean = {{1, 1, 1, 1, 1, 1, 1}, {1, 1, 1, 1, 1, 1, 1}, {1, 1, 1, 1, 1, 1, 1},
@@ -63,8 +65,8 @@ struct GridKernel {
 
 inline int Clamp(int i, int hi) { return i < 0 ? 0 : i > hi ? hi : i; }
 
-// Column c of every ring row. in(i) reads the intensity at index i, which the
-// caller has made safe (clamped at the borders).
+// Column c of every ring row, for the border columns. in(i) reads the
+// intensity at index i, clamped to the row.
 template <int N, typename Kernel, typename Read>
 inline void ScatterColumn(int16_t *const *rows, const Kernel &kernel, int c, Read in) {
     constexpr int h = N / 2;
@@ -80,6 +82,36 @@ inline void ScatterColumn(int16_t *const *rows, const Kernel &kernel, int c, Rea
     }
 }
 
+// Ring row a over the interior columns [begin, end), where every index
+// c + h - b lies inside the row. The sums are taken modulo 2^16, which stores
+// the same 16-bit value as summing in int and truncating once, and lets the
+// loop run on 16-bit lanes. The sum half of a ring row never overlaps the
+// intensity half of any row, so the two pointers do not alias.
+template <int N, typename Kernel>
+inline void InteriorRow(int16_t *__restrict sums, const int16_t *__restrict in, int begin, int end,
+                        const Kernel &kernel, int a, bool overwrite) {
+    constexpr int h = N / 2;
+    uint16_t k[N];
+    for (int b = 0; b < N; ++b) k[b] = static_cast<uint16_t>(kernel.At(a, b));
+    if (overwrite) {
+        for (int c = begin; c < end; ++c) {
+            uint16_t t = 0;
+#pragma GCC unroll 7
+            for (int b = 0; b < N; ++b)
+                t = static_cast<uint16_t>(t + k[b] * static_cast<uint16_t>(in[c + h - b]));
+            sums[c] = static_cast<int16_t>(t);
+        }
+    } else {
+        for (int c = begin; c < end; ++c) {
+            uint16_t t = static_cast<uint16_t>(sums[c]);
+#pragma GCC unroll 7
+            for (int b = 0; b < N; ++b)
+                t = static_cast<uint16_t>(t + k[b] * static_cast<uint16_t>(in[c + h - b]));
+            sums[c] = static_cast<int16_t>(t);
+        }
+    }
+}
+
 template <int N, typename Kernel>
 void FeedRow(const BYTE *row, int intensityMode, int width, int16_t **ring, const Kernel &kernel) {
     constexpr int h = N / 2;
@@ -88,18 +120,24 @@ void FeedRow(const BYTE *row, int intensityMode, int width, int16_t **ring, cons
     // The intensities go to R[h] first and are read from there: that half of
     // the row is never a sum, so the scatter below cannot disturb it.
     int16_t *intensity = rows[h] + width;
-    for (int x = 0; x < width; ++x)
-        intensity[x] = static_cast<int16_t>(PixelIntensity(row + 3 * x, intensityMode));
+    if (intensityMode == 1) {
+        for (int x = 0; x < width; ++x) intensity[x] = static_cast<int16_t>(PixelIntensity(row + 3 * x, 1));
+    } else {
+        for (int x = 0; x < width; ++x) intensity[x] = static_cast<int16_t>(PixelIntensity(row + 3 * x, 0));
+    }
 
     const int16_t *I = intensity;
     const int last = width - 1;
     auto clamped = [I, last](int i) { return static_cast<int>(I[Clamp(i, last)]); };
-    auto direct = [I](int i) { return static_cast<int>(I[i]); };
-    int interiorEnd = width - h; // columns [h, width - h) need no clamping
-    int c = 0;
-    for (; c < h && c < width; ++c) ScatterColumn<N>(rows, kernel, c, clamped);
-    for (; c < interiorEnd; ++c) ScatterColumn<N>(rows, kernel, c, direct);
-    for (; c < width; ++c) ScatterColumn<N>(rows, kernel, c, clamped);
+    // Border columns (closer than h to an edge) one by one with clamped reads;
+    // the interior row by row. Cells of different rows are separate values
+    // (or, in rows that alias during the first feeds, sums in any order).
+    const int interiorBegin = h < width ? h : width;
+    const int interiorEnd = width - h > interiorBegin ? width - h : interiorBegin;
+    for (int c = 0; c < interiorBegin; ++c) ScatterColumn<N>(rows, kernel, c, clamped);
+    for (int c = interiorEnd; c < width; ++c) ScatterColumn<N>(rows, kernel, c, clamped);
+    for (int a = 0; a < N; ++a)
+        InteriorRow<N>(rows[a], I, interiorBegin, interiorEnd, kernel, a, a == N - 1);
 }
 
 // Runs FeedRow with the kernel of the size asked for; other sizes do nothing.

@@ -69,6 +69,31 @@ TEST(ConvolutionRows, IntensityWeightsBlueEightAndRedThree) {
     EXPECT_EQ(PixelIntensity(red, 2), 85);
 }
 
+// Every sum a row can hold, against plain division: floor for 2, 4, .. 64,
+// truncation for every other divisor.
+TEST(ConvolutionRows, QuotientOfEverySumEqualsPlainDivision) {
+    std::vector<int> divisors;
+    for (int d = 1; d <= 1024; ++d) divisors.push_back(d);
+    for (int d = 1025; d < 32767; d += 97) divisors.push_back(d);
+    divisors.push_back(32767);
+    divisors.push_back(32768);
+    long checked = 0;
+    for (int d : divisors) {
+        SumQuotient q(d);
+        bool floors = d == 2 || d == 4 || d == 8 || d == 16 || d == 32 || d == 64;
+        for (int s = -32768; s <= 32767; ++s) {
+            int expected = s / d;
+            if (floors && s % d != 0 && s < 0) expected -= 1;
+            if (q(s) != expected) {
+                ADD_FAILURE() << "S " << s << " d " << d << ": " << q(s) << " not " << expected;
+                return;
+            }
+            ++checked;
+        }
+    }
+    EXPECT_EQ(checked, static_cast<long>(divisors.size()) * 65536);
+}
+
 TEST(ConvolutionRows, GeneralEngineFollowsItsGridForEverySizeAndWidth) {
     paxtest::Rng rng(3);
     for (int n : {3, 5, 7})
