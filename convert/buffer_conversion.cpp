@@ -16,6 +16,7 @@
 #include "convert_internal.h"
 
 #include "conversion_table.h"
+#include "pixel_value.h"
 #include "progress.h"
 #include "thread_state.h"
 
@@ -61,8 +62,9 @@ int ConvertCMYKBuffer(WalkKind kind, const BYTE *source, BYTE *destination, int 
         return -1;
     }
     auto convert = [&](int64_t i, int64_t, int64_t column) {
-        BYTE cmyk[4] = {source[i], source[i + 1], source[i + 2], source[i + 3]};
-        toThree(destination + column * 3, cmyk);
+        PixelValue cmyk;
+        SetValue(cmyk, source[i], source[i + 1], source[i + 2], source[i + 3]);
+        toThree(destination + column * 3, cmyk.bytes);
     };
     int64_t walked = Walk(kind, state, progress, BufferGeometry(count, MODEL_CMYK), convert);
     if (progress) CloseProgress();
@@ -104,8 +106,9 @@ int ConvertColorSpaceWith(WalkKind kind, const BYTE *source, BYTE *destination, 
         // Into CMYK: 4 result bytes at i div 3 x 4, in the order C, M, Y, K.
         const ToCMYK toCmyk = conversion.toCmyk;
         auto convert = [&](int64_t i, int64_t, int64_t column) {
-            const BYTE value[3] = {source[i], source[i + 1], source[i + 2]};
-            const CMYKQUAD q = toCmyk(value);
+            PixelValue value;
+            SetValue(value, source[i], source[i + 1], source[i + 2]);
+            const CMYKQUAD q = toCmyk(value.bytes);
             BYTE *d = destination + column * 4;
             d[0] = q.c;
             d[1] = q.m;
@@ -118,8 +121,9 @@ int ConvertColorSpaceWith(WalkKind kind, const BYTE *source, BYTE *destination, 
         // before anything is written, so the buffers may be the same.
         const ToThree toThree = conversion.toThree;
         auto convert = [&](int64_t i, int64_t, int64_t) {
-            const BYTE value[3] = {source[i], source[i + 1], source[i + 2]};
-            toThree(destination + i, value);
+            PixelValue value;
+            SetValue(value, source[i], source[i + 1], source[i + 2]);
+            toThree(destination + i, value.bytes);
         };
         walked = Walk(kind, state, progress, geometry, convert);
     }

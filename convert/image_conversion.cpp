@@ -26,6 +26,7 @@
 
 #include "conversion_table.h"
 #include "dib.h"
+#include "pixel_value.h"
 #include "progress.h"
 #include "thread_state.h"
 
@@ -103,9 +104,10 @@ HDIB ConvertCMYKImage(WalkKind kind, HDIB image, int destinationModel, int showP
     BYTE *d = out.pixels;
     const int64_t outStride = out.stride;
     auto convert = [&](int64_t i, int64_t row, int64_t column) {
-        const BYTE cmyk[4] = {s[i + 3], s[i + 2], s[i + 1], s[i]};
+        PixelValue cmyk;
+        SetValue(cmyk, s[i + 3], s[i + 2], s[i + 1], s[i]);
         BYTE value[3];
-        toThree(value, cmyk);
+        toThree(value, cmyk.bytes);
         BYTE *p = d + column * 3 + row * outStride;
         p[0] = value[2];
         p[1] = value[1];
@@ -192,8 +194,9 @@ HDIB ConvertDIBColorSpaceWith(WalkKind kind, HDIB image, int sourceModel, int de
         const ToCMYK toCmyk = conversion.toCmyk;
         const int64_t width = in.width;
         auto convert = [&](int64_t i, int64_t row, int64_t column) {
-            const BYTE value[3] = {s[i + 2], s[i + 1], s[i]};
-            const CMYKQUAD q = toCmyk(value);
+            PixelValue value;
+            SetValue(value, s[i + 2], s[i + 1], s[i]);
+            const CMYKQUAD q = toCmyk(value.bytes);
             BYTE *p = d + (column + row * width) * 4;
             p[0] = q.k;
             p[1] = q.y;
@@ -206,9 +209,10 @@ HDIB ConvertDIBColorSpaceWith(WalkKind kind, HDIB image, int sourceModel, int de
         // the fourth byte of a 32-bit pixel keep the source's values.
         const ToThree toThree = conversion.toThree;
         auto convert = [&](int64_t i, int64_t, int64_t) {
-            const BYTE value[3] = {s[i + 2], s[i + 1], s[i]};
+            PixelValue value;
+            SetValue(value, s[i + 2], s[i + 1], s[i]);
             BYTE converted[3];
-            toThree(converted, value);
+            toThree(converted, value.bytes);
             d[i] = converted[2];
             d[i + 1] = converted[1];
             d[i + 2] = converted[0];
