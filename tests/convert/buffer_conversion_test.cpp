@@ -206,14 +206,17 @@ TEST(ConvertColorSpaceWalks, RowWalkMatchesByteWalk) {
         const size_t size = std::max<size_t>(DestinationSize(count, e.fromModel, e.toModel), 1);
         std::vector<BYTE> results[2];
         int returned[2];
+        long steps[2];
         for (int k = 0; k < 2; ++k) {
             results[k].assign(size, 0x77);
             convtest::StepWatch watch(cancelAfter);
             returned[k] = pax::ConvertColorSpaceWith(k ? pax::WalkKind::Rows : pax::WalkKind::Bytes,
                                                      source.data(), results[k].data(), count,
                                                      e.fromModel, e.toModel, progress, nullptr);
+            steps[k] = progress ? watch.Steps() : 0;
         }
         EXPECT_EQ(returned[0], returned[1]);
+        EXPECT_EQ(steps[0], steps[1]);
         EXPECT_TRUE(results[0] == results[1]);
         if (cancelAfter > 0 && count > cancelAfter * 1500)
             EXPECT_EQ(returned[1], cancelAfter * 1500 + 1);

@@ -394,12 +394,15 @@ TEST(ConvertDIBColorSpaceWalks, RowWalkMatchesByteWalk) {
                                         << cancelAfter);
         HGLOBAL image = MakeModelImage(e.fromModel, width, height, rng.Next());
         HGLOBAL results[2];
+        long steps[2];
         for (int k = 0; k < 2; ++k) {
             convtest::StepWatch watch(cancelAfter);
             results[k] = pax::ConvertDIBColorSpaceWith(k ? pax::WalkKind::Rows : pax::WalkKind::Bytes,
                                                        image, e.fromModel, e.toModel, progress,
                                                        nullptr);
+            steps[k] = progress ? watch.Steps() : 0;
         }
+        EXPECT_EQ(steps[0], steps[1]);
         const Rows src = ReadRows(image);
         // Cancel pressed after step k arrives with step k + 1, at unit k x 1500.
         const bool cancels = cancelAfter > 0 &&
