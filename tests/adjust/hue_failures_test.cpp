@@ -127,11 +127,13 @@ TEST_P(HueImages, NoRowsOrColumnsGiveAnUnchangedCopy) {
             hd.biWidth = w;
             hd.biHeight = h;
         });
-        HDIB out = op().run(im, 0, nullptr);
-        ASSERT_NE(out, nullptr) << w << " x " << h;
-        EXPECT_EQ(LastError(), 0u);
-        EXPECT_TRUE(paxtest::BlockBytes(out) == paxtest::BlockBytes(im)) << w << " x " << h;
-        GlobalFree(out);
+        for (int mode : {0, 1}) {
+            HDIB out = op().run(im, mode, nullptr);
+            ASSERT_NE(out, nullptr) << w << " x " << h << " mode " << mode;
+            EXPECT_EQ(LastError(), 0u);
+            EXPECT_TRUE(paxtest::BlockBytes(out) == paxtest::BlockBytes(im)) << w << " x " << h;
+            GlobalFree(out);
+        }
         GlobalFree(im);
     }
 }
