@@ -3,10 +3,10 @@
 
 #include <cstring>
 
-int ColorTableEntries(const BITMAPINFOHEADER *header) {
+int64_t ColorTableEntries(const BITMAPINFOHEADER *header) {
     int bits;
     if (header->biSize == kDibHeaderSize) {
-        if (header->biClrUsed != 0) return static_cast<int>(header->biClrUsed);
+        if (header->biClrUsed != 0) return header->biClrUsed;
         bits = header->biBitCount;
     } else {
         bits = reinterpret_cast<const BITMAPCOREHEADER *>(header)->bcBitCount;
@@ -19,7 +19,7 @@ int ColorTableEntries(const BITMAPINFOHEADER *header) {
     }
 }
 
-int ColorTableSize(const BITMAPINFOHEADER *header) {
+int64_t ColorTableSize(const BITMAPINFOHEADER *header) {
     return ColorTableEntries(header) * (header->biSize == kDibHeaderSize ? 4 : 3);
 }
 
@@ -81,7 +81,7 @@ bool DescribeDib(void *block, SIZE_T blockSize, int bitsPerPixel, DibLayout *lay
     if (!block || blockSize < kDibHeaderSize) return false;
     auto *header = static_cast<BITMAPINFOHEADER *>(block);
     if (header->biWidth < 0 || header->biHeight < 0) return false;
-    int64_t offset = kDibHeaderSize + static_cast<int64_t>(ColorTableSize(header));
+    int64_t offset = kDibHeaderSize + ColorTableSize(header);
     int64_t stride = StrideForBits(header->biWidth, bitsPerPixel);
     int64_t imageSize = stride * header->biHeight;
     if (offset > static_cast<int64_t>(blockSize) ||

@@ -11,9 +11,10 @@ constexpr int kDibHeaderSize = 40;
 
 // Colour-table entries: biClrUsed when the header is 40 bytes and it is not 0,
 // else by depth (1: 2, 4: 16, 8: 256, other: 0). A header of another size is
-// read as a BITMAPCOREHEADER (3-byte entries).
-int ColorTableEntries(const BITMAPINFOHEADER *header);
-int ColorTableSize(const BITMAPINFOHEADER *header); // bytes
+// read as a BITMAPCOREHEADER (3-byte entries). 64-bit: any biClrUsed a
+// header may claim gives a size that can be compared with the block.
+int64_t ColorTableEntries(const BITMAPINFOHEADER *header);
+int64_t ColorTableSize(const BITMAPINFOHEADER *header); // bytes
 
 // Row strides. 64-bit so that no width overflows them.
 inline int64_t Stride24(int64_t width) { return ((width + 1) * 3 / 4) * 4; }

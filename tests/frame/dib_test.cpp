@@ -163,6 +163,11 @@ TEST(DescribeDib, RowsMustLieInsideTheBlock) {
     reinterpret_cast<BITMAPINFOHEADER *>(p)->biHeight = 4;
     reinterpret_cast<BITMAPINFOHEADER *>(p)->biClrUsed = 1; // a table that is not there
     EXPECT_FALSE(DescribeDib(p, GlobalSize(img), 24, &d));
+    for (DWORD hostile : {0x40000000u, 0x80000000u, 0xFFFFFFFFu}) {
+        reinterpret_cast<BITMAPINFOHEADER *>(p)->biClrUsed = hostile;
+        EXPECT_EQ(ColorTableSize(reinterpret_cast<BITMAPINFOHEADER *>(p)), 4 * int64_t{hostile});
+        EXPECT_FALSE(DescribeDib(p, GlobalSize(img), 24, &d)) << hostile;
+    }
     GlobalUnlock(img);
     GlobalFree(img);
 }
