@@ -1,4 +1,5 @@
 // ConvertColorSpace: pixels of a caller's buffer between colour models.
+#include "census.h"
 #include "convert_internal.h"
 #include "convert_support.h"
 #include "thread_state.h"
@@ -187,6 +188,24 @@ TEST(ConvertColorSpace, TrailingPartialPixelIsWalkedButNotConverted) {
                       ConvertOne(c.from, c.to, &source[p * BufferBytes(c.from)]));
         for (size_t k = static_cast<size_t>(whole) * BufferBytes(c.to); k < marker.size(); ++k)
             EXPECT_EQ(dst[k], 0xC3) << "byte " << k << " past the whole pixels";
+    }
+}
+
+// The buffer conversion takes no global memory and locks nothing, so a sweep
+// finds no failure point, with or without the dialog.
+TEST(ConvertColorSpace, FailureSweepFindsNoAllocationOrLock) {
+    std::vector<BYTE> source = RandomBytes(4000, 3), destination(6000);
+    for (int from : {MODEL_RGB, MODEL_CMYK}) {
+        paxtest::SweepCounts n = paxtest::SweepFailures(
+            [&]() -> std::vector<HGLOBAL> {
+                EXPECT_EQ(ConvertColorSpace(source.data(), destination.data(), 3996, from,
+                                            MODEL_CMY, convtest::HaveDisplay(), nullptr),
+                          3996);
+                return {};
+            },
+            {});
+        EXPECT_EQ(n.allocationPoints, 0);
+        EXPECT_EQ(n.lockPoints, 0);
     }
 }
 
