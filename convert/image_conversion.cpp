@@ -44,8 +44,7 @@ const BITMAPINFOHEADER *HeaderOf(const BlockLock &lock) {
 // header is not a 40-byte one or the rows do not fit in the block.
 bool DescribeImage(const BlockLock &lock, int bits, DibLayout *layout) {
     if (lock.size() < kDibHeaderSize || HeaderOf(lock)->biSize != kDibHeaderSize) return false;
-    // A colour-table count that cannot fit in the block is refused before the
-    // table size is computed (4 x a 32-bit count would not fit an int).
+    // A colour-table count whose table alone would not fit in the block.
     if (HeaderOf(lock)->biClrUsed > (lock.size() - kDibHeaderSize) / 4) return false;
     return DescribeDib(lock.data(), lock.size(), bits, layout);
 }

@@ -36,8 +36,7 @@ bool DescribeImage(const BlockLock &lock, int bits, DibLayout *layout) {
     if (lock.size() < kDibHeaderSize) return false;
     const auto *header = reinterpret_cast<const BITMAPINFOHEADER *>(lock.data());
     if (header->biSize != kDibHeaderSize) return false;
-    // A colour-table count that cannot fit in the block is refused before the
-    // table size is computed (4 x a 32-bit count would not fit an int).
+    // A colour-table count whose table alone would not fit in the block.
     if (header->biClrUsed > (lock.size() - kDibHeaderSize) / 4) return false;
     return DescribeDib(lock.data(), lock.size(), bits, layout);
 }
