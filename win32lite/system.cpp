@@ -94,11 +94,15 @@ DWORD GetModuleFileNameA(HMODULE module, LPSTR path, DWORD size) {
         if (n <= 0) return 0;
         file.assign(buf, static_cast<size_t>(n));
     }
-    // As on Windows: a path that does not fit is truncated and terminated.
-    size_t n = file.size() < size - 1 ? file.size() : size - 1;
-    std::memcpy(path, file.data(), n);
-    path[n] = '\0';
-    return static_cast<DWORD>(n);
+    // As on Windows: a path that does not fit is truncated and terminated, and
+    // the result is then the buffer's whole size.
+    if (file.size() >= size) {
+        std::memcpy(path, file.data(), size - 1);
+        path[size - 1] = '\0';
+        return size;
+    }
+    std::memcpy(path, file.data(), file.size() + 1);
+    return static_cast<DWORD>(file.size());
 }
 
 HMODULE LoadLibraryA(LPCSTR name) {
