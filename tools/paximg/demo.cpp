@@ -8,11 +8,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <sys/stat.h>
-
-#ifdef _WIN32
-#include <direct.h>
-#endif
+#include <filesystem>
 
 namespace paximg {
 namespace {
@@ -127,22 +123,10 @@ Dib MakeChart() {
 }
 
 void MakeDirectory(const std::string &dir) {
-    // Creates each missing folder of the path in turn.
-    for (size_t i = 1; i <= dir.size(); ++i) {
-        if (i < dir.size() && dir[i] != '/' && dir[i] != '\\') continue;
-        std::string part = dir.substr(0, i);
-        struct stat st;
-        if (stat(part.c_str(), &st) == 0) continue;
-#ifdef _WIN32
-        int rc = _mkdir(part.c_str());
-#else
-        int rc = mkdir(part.c_str(), 0777);
-#endif
-        if (rc != 0) Fail("cannot create the folder '" + part + "'");
-    }
-    struct stat st;
-    if (stat(dir.c_str(), &st) != 0 || !(st.st_mode & S_IFDIR))
-        Fail("'" + dir + "' is not a folder");
+    std::error_code error;
+    std::filesystem::create_directories(dir, error);
+    if (!std::filesystem::is_directory(dir, error))
+        Fail("cannot create the folder '" + dir + "'");
 }
 
 std::string HtmlEscape(const std::string &s) {
@@ -167,8 +151,8 @@ void WriteContactSheet(const DemoContext &context) {
         "h1{font-size:20px;margin:0 0 4px}h2{font-size:16px;margin:18px 0 6px}\n"
         "p{margin:0 0 8px;font-size:13px}\n"
         ".grid{display:flex;flex-wrap:wrap;gap:10px}\n"
-        "figure{margin:0;background:#fff;padding:6px;border:1px solid #ccc;width:240px}\n"
-        "figure img{width:240px;height:160px;display:block;image-rendering:pixelated}\n"
+        "figure{margin:0;background:#fff;padding:6px;border:1px solid #ccc;width:480px}\n"
+        "figure img{width:480px;height:320px;display:block}\n"
         "figcaption{font-size:12px;margin-top:4px}\n"
         "</style>\n</head>\n<body>\n"
         "<h1>PaxImage demo</h1>\n<p>Library: " +
@@ -182,9 +166,10 @@ void WriteContactSheet(const DemoContext &context) {
         html += "<h2>" + HtmlEscape(section) + "</h2>\n<div class=\"grid\">\n";
         for (const auto &e : context.Entries()) {
             if (e.section != section) continue;
-            html += "<figure><img src=\"" + HtmlEscape(e.file) + "\" alt=\"" +
-                    HtmlEscape(e.caption) + "\"><figcaption>" + HtmlEscape(e.caption) +
-                    "</figcaption></figure>\n";
+            // Shown at their own size: the dithers and fine lines alias when scaled.
+            html += "<figure><a href=\"" + HtmlEscape(e.file) + "\"><img src=\"" +
+                    HtmlEscape(e.file) + "\" alt=\"" + HtmlEscape(e.caption) +
+                    "\"></a><figcaption>" + HtmlEscape(e.caption) + "</figcaption></figure>\n";
         }
         html += "</div>\n";
     }
