@@ -137,12 +137,18 @@ HGLOBAL AllocateTwice(int64_t bytes) {
     return block;
 }
 
-inline BYTE ClampByte(int v) { return static_cast<BYTE>(v < 0 ? 0 : v > 255 ? 255 : v); }
+// Two independent selects, which compile to conditional moves: the clamps of
+// a filtered image are too irregular for branches.
+inline BYTE ClampByte(int v) {
+    v = v < 0 ? 0 : v;
+    v = v > 255 ? 255 : v;
+    return static_cast<BYTE>(v);
+}
 
 // Output row from the ring's first row: Q = S / d by the divisor rule, and
 // Q minus the unfiltered intensity added to each byte of the source pixel.
-void EmitRow(const int16_t *ringRow, int width, const SumQuotient &quotient, const BYTE *src,
-             BYTE *dst) {
+template <typename Quotient>
+void EmitRowWith(const int16_t *ringRow, int width, Quotient quotient, const BYTE *src, BYTE *dst) {
     const int16_t *sums = ringRow;
     const int16_t *intensity = ringRow + width;
     for (int c = 0; c < width; ++c) {
@@ -150,6 +156,20 @@ void EmitRow(const int16_t *ringRow, int width, const SumQuotient &quotient, con
         dst[3 * c] = ClampByte(src[3 * c] + delta);
         dst[3 * c + 1] = ClampByte(src[3 * c + 1] + delta);
         dst[3 * c + 2] = ClampByte(src[3 * c + 2] + delta);
+    }
+}
+
+// The divisor's rule is chosen once per row, not per pixel.
+void EmitRow(const int16_t *ringRow, int width, const SumQuotient &quotient, const BYTE *src,
+             BYTE *dst) {
+    if (const int shift = quotient.shift()) {
+        EmitRowWith(ringRow, width, [shift](int s) { return s >> shift; }, src, dst);
+    } else if (quotient.divisor() == 1) {
+        EmitRowWith(ringRow, width, [](int s) { return s; }, src, dst);
+    } else {
+        const uint64_t magic = quotient.magic();
+        EmitRowWith(ringRow, width, [magic](int s) { return SumQuotient::Truncated(s, magic); }, src,
+                    dst);
     }
 }
 

@@ -41,12 +41,19 @@ public:
         magic_ = ((uint64_t{1} << 32) + static_cast<uint64_t>(d) - 1) / static_cast<uint64_t>(d);
     }
     int divisor() const { return d_; }
+    int shift() const { return shift_; } // 0 when d is not 2, 4, .. 64
+    uint64_t magic() const { return magic_; }
     int operator()(int s) const {
         if (shift_) return s >> shift_;
         if (d_ == 1) return s;
-        uint32_t magnitude = static_cast<uint32_t>(s < 0 ? -s : s);
-        int q = static_cast<int>((magnitude * magic_) >> 32);
-        return s < 0 ? -q : q;
+        return Truncated(s, magic_);
+    }
+    // |s| x magic >> 32 with the sign of s put back, without a branch.
+    static int Truncated(int s, uint64_t magic) {
+        uint32_t sign = static_cast<uint32_t>(s >> 31); // all ones below zero
+        uint32_t magnitude = (static_cast<uint32_t>(s) ^ sign) - sign;
+        uint32_t q = static_cast<uint32_t>((magnitude * magic) >> 32);
+        return static_cast<int>((q ^ sign) - sign);
     }
 
 private:
