@@ -940,6 +940,12 @@ TEST_F(Paximg, ErrorsSayWhatWentWrong) {
     Put32(&huge[14 + 4], 40000);
     WriteFile(Path("huge.bmp"), huge);
     Refused(args({P("huge.bmp"), P("out.bmp")}), 1, "at most 32767 pixels a side", "out.bmp");
+    Bytes tooMuch = good; // 30000 x 30000 at 32 bits: 3.6 GB of pixels
+    Put32(&tooMuch[14 + 4], 30000);
+    Put32(&tooMuch[14 + 8], 30000);
+    Put16(&tooMuch[14 + 14], 32);
+    WriteFile(Path("toomuch.bmp"), tooMuch);
+    Refused(args({P("toomuch.bmp"), P("out.bmp")}), 1, "too large for memory", "out.bmp");
 
     if (Have("ColorHueSaturation")) {
         Refused({"hue-saturation", "--hue", "400", P("good.bmp"), P("out.bmp")}, 2,
