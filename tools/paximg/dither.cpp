@@ -19,13 +19,13 @@ const Method kMethods[] = {
     {"fs4", "DitherFS4", "Floyd-Steinberg", DitherFS4, true},
 #endif
 #ifdef PAX_HAVE_DitherBurkes
-    {"burkes", "DitherBurkes", "Burkes", DitherBurkes, true},
+    {"burkes", "DitherBurkes", "Burkes, lower left taps exchanged", DitherBurkes, true},
 #endif
 #ifdef PAX_HAVE_DitherSierra
-    {"sierra", "DitherSierra", "Sierra", DitherSierra, true},
+    {"sierra", "DitherSierra", "Sierra lite, two rows", DitherSierra, true},
 #endif
 #ifdef PAX_HAVE_DitherJJN
-    {"jjn", "DitherJJN", "Jarvis, Judice and Ninke", DitherJJN, true},
+    {"jjn", "DitherJJN", "Jarvis-Judice-Ninke", DitherJJN, true},
 #endif
 #ifdef PAX_HAVE_DitherStucki
     {"stucki", "DitherStucki", "Stucki", DitherStucki, true},
