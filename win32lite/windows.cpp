@@ -33,6 +33,7 @@ struct Window {
     WNDPROC windowProc = nullptr;
     std::vector<HWND> children;
     long rangeMin = 0, rangeMax = 100, step = 10, position = 0;
+    long drawn = -1; // filled length last drawn on the terminal
 };
 
 std::mutex g_mutex;
@@ -59,12 +60,15 @@ HWND Add(Window *w) {
     return h;
 }
 
-void DrawBar(const Window &bar, bool last) {
+// Draws only when the filled length changes: steps can be many thousands.
+void DrawBar(Window &bar, bool last) {
     const int width = 40;
     long span = bar.rangeMax - bar.rangeMin;
     long done = span > 0 ? (bar.position - bar.rangeMin) * width / span : 0;
     if (done < 0) done = 0;
     if (done > width) done = width;
+    if (!last && done == bar.drawn) return;
+    bar.drawn = done;
     std::string line = "\rProcess Image... [" + std::string(static_cast<size_t>(done), '#') +
                        std::string(static_cast<size_t>(width - done), ' ') + "]";
     if (last) line = "\r" + std::string(line.size(), ' ') + "\r";
@@ -82,7 +86,7 @@ void StartTerminalBar(HWND dialog) {
     sigaction(SIGINT, &sa, &g_oldInterrupt);
 }
 
-void StopTerminalBar(HWND dialog, const Window *bar) {
+void StopTerminalBar(HWND dialog, Window *bar) {
     if (g_ttyDialog != dialog) return;
     if (bar) DrawBar(*bar, true);
     sigaction(SIGINT, &g_oldInterrupt, nullptr);
@@ -222,7 +226,7 @@ BOOL DestroyWindow(HWND window) {
     std::lock_guard<std::mutex> lock(g_mutex);
     Window *w = Find(window);
     if (!w) return FALSE;
-    const Window *bar = nullptr;
+    Window *bar = nullptr;
     for (HWND c : w->children) {
         Window *cw = Find(c);
         if (cw && cw->kind == Kind::ProgressBar) bar = cw;
