@@ -2,8 +2,6 @@
 // V = max(R, G, B).
 #include "hue.h"
 
-#include <cmath>
-
 // V is copied from the largest channel without floating point; S = d / M;
 // the hue comes from the sector of the largest channel.
 BYTE *PAXCALL RGBtoHSV(BYTE *dst, const BYTE *src) {
@@ -24,12 +22,13 @@ UnitRGB HSVtoUnitRGB(const BYTE *src) {
     const double s = src[1] / 255.0, v = src[2] / 255.0;
     double h = src[0] * 360.0 / 255.0 / 60.0;
     if (h == 6.0) h = 0;
-    const double i = std::floor(h);
+    // h lies in [0, 6) here, where truncation is floor.
+    const int i = static_cast<int>(h);
     const double f = h - i;
     const double p = (1 - s) * v;
     const double q = (1 - f * s) * v;
     const double t = (1 - (1 - f) * s) * v;
-    switch (static_cast<int>(i)) {
+    switch (i) {
     case 0: return {v, t, p};
     case 1: return {q, v, p};
     case 2: return {p, v, t};
