@@ -1,7 +1,6 @@
 // `paximg color`: single colour values through the 72 conversions, and
 // through the buffer conversion when it is there.
 #include "paximg.h"
-#include "paximg_exports.h"
 
 #include <cstdio>
 
@@ -68,15 +67,11 @@ int RunColor(const std::vector<std::string> &args) {
     const size_t count = source.size() / n;
     std::vector<BYTE> result(count * m);
     if (options.Has("buffer")) {
-#ifdef PAX_HAVE_ConvertColorSpace
         // The buffer conversion walks count source bytes; the destination
         // holds the converted values in component order.
         int done = ConvertColorSpace(source.data(), result.data(), (int)source.size(), from, to,
                                      0, nullptr);
         if (done < 0) FailWithConvertError("ConvertColorSpace", false);
-#else
-        UsageError("--buffer needs ConvertColorSpace, which this build does not have");
-#endif
     } else if (from == to) {
         result = source;
     } else {

@@ -1,6 +1,5 @@
 // `paximg dither`: error diffusion (six kernels) and the 2x2 block dithers.
 #include "paximg.h"
-#include "paximg_exports.h"
 
 namespace paximg {
 namespace {
@@ -13,32 +12,16 @@ struct Method {
     bool takes8; // the block dithers offer 1 and 4 bits only
 };
 
-// The methods of this build, in the order of the help text.
+// The methods, in the order of the help text.
 const Method kMethods[] = {
-#ifdef PAX_HAVE_DitherFS4
     {"fs4", "DitherFS4", "Floyd-Steinberg", DitherFS4, true},
-#endif
-#ifdef PAX_HAVE_DitherBurkes
     {"burkes", "DitherBurkes", "Burkes, lower left taps exchanged", DitherBurkes, true},
-#endif
-#ifdef PAX_HAVE_DitherSierra
     {"sierra", "DitherSierra", "Sierra lite, two rows", DitherSierra, true},
-#endif
-#ifdef PAX_HAVE_DitherJJN
     {"jjn", "DitherJJN", "Jarvis-Judice-Ninke", DitherJJN, true},
-#endif
-#ifdef PAX_HAVE_DitherStucki
     {"stucki", "DitherStucki", "Stucki", DitherStucki, true},
-#endif
-#ifdef PAX_HAVE_DitherSA
     {"sa", "DitherSA", "Stevenson-Arce", DitherSA, true},
-#endif
-#ifdef PAX_HAVE_DitherSharp
     {"sharp", "DitherSharp", "2x2 blocks, sharp", DitherSharp, false},
-#endif
-#ifdef PAX_HAVE_DitherSmooth
     {"smooth", "DitherSmooth", "2x2 blocks, smooth", DitherSmooth, false},
-#endif
 };
 
 // The dithers keep their status where no export returns it, so the checks a
