@@ -10,8 +10,12 @@ for preset in linux linux-asan windows; do
     cmake --preset "$preset" >/dev/null
     cmake --build --preset "$preset" -j "$jobs"
 done
-status=0
-ctest --preset linux -j "$jobs" || status=1
-ctest --preset linux-asan -j "$jobs" || status=1
-xvfb-run -a -s "-screen 0 1280x1024x24" ctest --preset windows || status=1
-exit $status
+passed=0
+failed=0
+run() { if "$@"; then passed=$((passed + 1)); else failed=$((failed + 1)); fi; }
+run ctest --preset linux -j "$jobs"
+run ctest --preset linux-asan -j "$jobs"
+run xvfb-run -a -s "-screen 0 1280x1024x24" ctest --preset windows
+run scripts/compare-digests.sh build/linux build/windows
+echo "suites: $passed passed, $failed failed"
+[ "$failed" -eq 0 ]
