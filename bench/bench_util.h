@@ -4,6 +4,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "paximage.h"
+
 #include <cstdint>
 
 namespace paxbench {
@@ -17,6 +19,16 @@ inline void SetMegapixelRate(benchmark::State &state, int64_t pixelsPerIteration
 // memcpy of `bytes` bytes, reported in the same megapixels per second for an
 // image of `pixels` pixels: the baseline every image benchmark stands beside.
 void MemcpyBaseline(benchmark::State &state, int64_t bytes, int64_t pixels);
+
+// What a benchmark image shows.
+enum class Content {
+    Noise, // seeded pseudo-random bytes: no two neighbours alike
+    Ramps, // smooth colour ramps with a little noise: every hue and lightness
+};
+
+// A side x side image in a movable global block, 24 or 8 bits per pixel (the
+// 8-bit one with a grey-ramp colour table), as a host would hand it over.
+HGLOBAL MakeBenchImage(int side, int bits, Content content);
 
 } // namespace paxbench
 

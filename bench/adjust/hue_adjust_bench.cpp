@@ -13,31 +13,7 @@ constexpr int64_t kPixels = int64_t{kSide} * kSide;
 // Smooth colour ramps with a little noise: every hue, saturation and
 // lightness occurs, and few neighbours are equal.
 HGLOBAL Image() {
-    static HGLOBAL image = [] {
-        const int64_t stride = ((int64_t{kSide} * 24 + 31) / 32) * 4;
-        HGLOBAL block = GlobalAlloc(GHND, static_cast<SIZE_T>(40 + stride * kSide));
-        BYTE *p = static_cast<BYTE *>(GlobalLock(block));
-        auto *h = reinterpret_cast<BITMAPINFOHEADER *>(p);
-        h->biSize = 40;
-        h->biWidth = kSide;
-        h->biHeight = kSide;
-        h->biPlanes = 1;
-        h->biBitCount = 24;
-        h->biSizeImage = static_cast<DWORD>(stride * kSide);
-        uint32_t noise = 12345;
-        for (int y = 0; y < kSide; ++y) {
-            BYTE *row = p + 40 + y * stride;
-            for (int x = 0; x < kSide; ++x) {
-                noise = noise * 1664525u + 1013904223u;
-                int n = static_cast<int>(noise >> 28) - 8;
-                row[3 * x] = static_cast<BYTE>((x / 16 + n) & 255);
-                row[3 * x + 1] = static_cast<BYTE>((y / 16 + n) & 255);
-                row[3 * x + 2] = static_cast<BYTE>(((x + y) / 32 + n) & 255);
-            }
-        }
-        GlobalUnlock(block);
-        return block;
-    }();
+    static HGLOBAL image = paxbench::MakeBenchImage(kSide, 24, paxbench::Content::Ramps);
     return image;
 }
 

@@ -13,31 +13,8 @@ namespace {
 constexpr int kSide = 4096;
 constexpr int64_t kPixels = int64_t{kSide} * kSide;
 
-// A 24-bit RGB image of kSide x kSide with varied content (seeded xorshift).
-HDIB MakeRgbImage() {
-    const int64_t stride = Stride24(kSide);
-    HDIB image = GlobalAlloc(GHND, static_cast<SIZE_T>(40 + stride * kSide));
-    BYTE *p = static_cast<BYTE *>(GlobalLock(image));
-    auto *h = reinterpret_cast<BITMAPINFOHEADER *>(p);
-    h->biSize = 40;
-    h->biWidth = kSide;
-    h->biHeight = kSide;
-    h->biPlanes = 1;
-    h->biBitCount = 24;
-    h->biSizeImage = static_cast<DWORD>(stride * kSide);
-    uint32_t s = 0x12345678u;
-    for (int64_t i = 0; i < stride * kSide; ++i) {
-        s ^= s << 13;
-        s ^= s >> 17;
-        s ^= s << 5;
-        p[40 + i] = static_cast<BYTE>(s >> 24);
-    }
-    GlobalUnlock(image);
-    return image;
-}
-
 HDIB RgbImage() {
-    static HDIB image = MakeRgbImage();
+    static HDIB image = paxbench::MakeBenchImage(kSide, 24, paxbench::Content::Noise);
     return image;
 }
 

@@ -15,47 +15,12 @@ constexpr int64_t kPixels = int64_t{kSide} * kSide;
 
 // A smooth colour picture with some fine detail, so every path of the row
 // passes is taken.
-HGLOBAL MakeImage(int bits) {
-    const int64_t stride = ((int64_t{kSide} * bits + 31) / 32) * 4;
-    const int64_t table = bits == 8 ? 1024 : 0;
-    HGLOBAL block = GlobalAlloc(GHND, static_cast<SIZE_T>(40 + table + stride * kSide));
-    BYTE *p = static_cast<BYTE *>(GlobalLock(block));
-    auto *h = reinterpret_cast<BITMAPINFOHEADER *>(p);
-    h->biSize = 40;
-    h->biWidth = kSide;
-    h->biHeight = kSide;
-    h->biPlanes = 1;
-    h->biBitCount = static_cast<WORD>(bits);
-    h->biSizeImage = static_cast<DWORD>(stride * kSide);
-    for (int i = 0; bits == 8 && i < 256; ++i) {
-        BYTE *e = p + 40 + 4 * i;
-        e[0] = e[1] = e[2] = static_cast<BYTE>(i);
-    }
-    uint32_t noise = 12345;
-    for (int y = 0; y < kSide; ++y) {
-        BYTE *row = p + 40 + table + y * stride;
-        for (int x = 0; x < kSide; ++x) {
-            noise = noise * 1664525u + 1013904223u;
-            int n = static_cast<int>(noise >> 28) - 8;
-            if (bits == 24) {
-                row[3 * x] = static_cast<BYTE>((x / 16 + n) & 255);
-                row[3 * x + 1] = static_cast<BYTE>((y / 16 + n) & 255);
-                row[3 * x + 2] = static_cast<BYTE>(((x + y) / 32 + n) & 255);
-            } else {
-                row[x] = static_cast<BYTE>(((x ^ y) / 16 + n) & 255);
-            }
-        }
-    }
-    GlobalUnlock(block);
-    return block;
-}
-
 HGLOBAL Image24() {
-    static HGLOBAL image = MakeImage(24);
+    static HGLOBAL image = paxbench::MakeBenchImage(kSide, 24, paxbench::Content::Ramps);
     return image;
 }
 HGLOBAL Image8() {
-    static HGLOBAL image = MakeImage(8);
+    static HGLOBAL image = paxbench::MakeBenchImage(kSide, 8, paxbench::Content::Ramps);
     return image;
 }
 

@@ -15,26 +15,7 @@ constexpr int64_t kPixels = int64_t{kSide} * kSide;
 constexpr int64_t kStride = (int64_t{kSide} * 3 + 3) / 4 * 4;
 
 HGLOBAL Image() {
-    static HGLOBAL image = [] {
-        HGLOBAL block = GlobalAlloc(GHND, static_cast<SIZE_T>(40 + kStride * kSide));
-        auto *p = static_cast<BYTE *>(GlobalLock(block));
-        auto *h = reinterpret_cast<BITMAPINFOHEADER *>(p);
-        h->biSize = 40;
-        h->biWidth = kSide;
-        h->biHeight = kSide;
-        h->biPlanes = 1;
-        h->biBitCount = 24;
-        h->biSizeImage = static_cast<DWORD>(kStride * kSide);
-        uint32_t s = 2463534242u;
-        for (int64_t i = 0; i < kStride * kSide; ++i) {
-            s ^= s << 13;
-            s ^= s >> 17;
-            s ^= s << 5;
-            p[40 + i] = static_cast<BYTE>(s >> 24);
-        }
-        GlobalUnlock(block);
-        return block;
-    }();
+    static HGLOBAL image = paxbench::MakeBenchImage(kSide, 24, paxbench::Content::Noise);
     return image;
 }
 
