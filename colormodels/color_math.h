@@ -39,6 +39,9 @@ inline double HueRamp(double m1, double m2, double x) {
 // IEEE operations on every platform (exact_pow.cpp).
 double PowOneThird(double x);
 double PowCube(double x);
+// The long evaluation PowOneThird falls back on near halfway points, usable on
+// its own for every argument (the straightforward form the checks compare with).
+double PowOneThirdExact(double x);
 
 // LAB companding: the cube root above the threshold, the linear segment below.
 inline double LabF(double t) {

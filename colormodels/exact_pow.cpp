@@ -12,6 +12,12 @@
 // refined to about 105 bits from the exact residual of a double estimate; the
 // second factor is 1 + e + e^2/2 with e = -ln(x) * 2^-54 / 3 (|e| < 1e-16 on
 // the inputs in use, so ln(x) is needed only to about 1e-16).
+//
+// PowOneThirdExact does that for every argument. PowOneThird first forms the
+// same value to about 64 bits with a shorter chain of steps and returns its
+// rounding when the bits beyond the 53rd are far enough from a halfway point
+// that no error of that size can change it; otherwise (about one argument in
+// 250 on the LAB arguments) it takes PowOneThirdExact.
 #include "color_math.h"
 
 #include <cmath>
@@ -87,9 +93,9 @@ double PowCube(double x) {
     return hi.hi + (hi.lo + (lo.hi + lo.lo));
 }
 
-double PowOneThird(double x) {
+double PowOneThirdExact(double x) {
     if (!(x > 0)) return x == 0 ? 0.0 : std::nan("");
-    if (x < 0x1p-1000) return PowOneThird(x * 0x1p999) * 0x1p-333; // 2^999 = (2^333)^3, exact
+    if (x < 0x1p-1000) return PowOneThirdExact(x * 0x1p999) * 0x1p-333; // 2^999 = (2^333)^3, exact
     // x = m 2^(3k + rem), m in [0.5, 1), rem in 0..2.
     int e;
     const double m = SplitExponent(x, &e);
@@ -122,6 +128,97 @@ double PowOneThird(double x) {
     const double first = eps - t * (1.0 / 3);
     const double second = eps * eps / 2 + t * t * (2.0 / 9) - eps * t * (1.0 / 3);
     return (r + r * (first + second)) * PowerOfTwo(k);
+}
+
+namespace {
+
+// The cheaper evaluation, for x in [2^-60, 2^60]. scaled = m 2^rem as above,
+// m in [0.5, 1) in 256 slots of width 2^-9 by its leading fraction bits:
+//   1. est = cbrt(slot centre * 2^rem) (1 + u/3 - u^2/9), u = m / centre - 1,
+//      |u| <= 2^-9, so est is within about 2^-31 of cbrt(scaled);
+//   2. r = est cut to 17 significant bits: r^3 (51 bits) and
+//      residual = r^3 - scaled are exact, and t = residual / scaled is below
+//      2^-14.4 (rejected above 2^-13);
+//   3. x^y = r 2^k (1 + t)^(-1/3) exp(eps), eps = -ln(x) 2^-54 / 3, with
+//      (1 + t)^(-1/3) = 1 + f, f = -t/3 + 2t^2/9 - 14t^3/81 + 35t^4/243 (the
+//      rest is below 2^-68) and exp(eps) = 1 + eps to 2^-100 (|eps| < 2^-50,
+//      and ln(x) is needed only to about 1e-4 for eps to 2^-69);
+//   4. r (1 + f + eps + f eps) = sum + tail exactly (Fast2Sum).
+// The roundings in 3 and 4 (t's own included) stay below 2^-64 of r in total,
+// the truncated series and ln(x) add less than 2^-67, and r is below 2.1
+// times sum's leading power of two, so sum is the correctly rounded power
+// whenever |tail| is more than 2^-61 of that power away from half a unit.
+constexpr double kFastLow = 0x1p-60, kFastHigh = 0x1p60;
+constexpr double kFastMaxResidual = 0x1p-13;
+constexpr double kHalfUlpLessMargin = 0x1p-53 - 0x1p-61;
+
+struct CbrtSlots {
+    double root[3][256]; // cbrt(centre * 2^rem)
+    double invCentre[256];
+    double centre[256];
+    double lnCentre[256];
+    CbrtSlots() {
+        for (int i = 0; i < 256; ++i) {
+            centre[i] = 0.5 + (i + 0.5) * 0x1p-9;
+            invCentre[i] = 1 / centre[i];
+            lnCentre[i] = NaturalLog(centre[i]);
+            for (int rem = 0; rem < 3; ++rem) root[rem][i] = PowOneThirdExact(centre[i] * PowerOfTwo(rem));
+        }
+    }
+};
+
+const CbrtSlots &Slots() {
+    static const CbrtSlots slots; // filled on first use
+    return slots;
+}
+
+} // namespace
+
+double PowOneThird(double x) {
+    if (!(x >= kFastLow && x <= kFastHigh)) return PowOneThirdExact(x);
+    const CbrtSlots &slots = Slots();
+    int e;
+    const double m = SplitExponent(x, &e);
+    int rem = e % 3;
+    if (rem < 0) rem += 3;
+    const int k = (e - rem) / 3;
+    const double scaled = m * PowerOfTwo(rem);
+
+    uint64_t mBits;
+    std::memcpy(&mBits, &m, sizeof mBits);
+    const int slot = static_cast<int>((mBits >> 44) & 0xFF);
+    const double u = (m - slots.centre[slot]) * slots.invCentre[slot];
+    const double est = slots.root[rem][slot] * (1 + u * (1.0 / 3 - u * (1.0 / 9)));
+    uint64_t rBits;
+    std::memcpy(&rBits, &est, sizeof rBits);
+    rBits &= ~((uint64_t{1} << 36) - 1);
+    double r;
+    std::memcpy(&r, &rBits, sizeof r);
+    const double t = (r * r * r - scaled) / scaled;
+    if (!(std::fabs(t) < kFastMaxResidual)) return PowOneThirdExact(x);
+
+    // ln(x) = e ln 2 + ln(centre) + u to about 2e-6 (the u^2 / 2 left out is
+    // below 2^-19), far better than eps needs: it scales ln(x) by 2^-54 / 3.
+    const double lnx = (e * 0.69314718055994531 + slots.lnCentre[slot]) + u;
+    const double eps = -lnx * (5.551115123125783e-17 / 3);
+
+    const double t2 = t * t;
+    const double f = (t2 * (2.0 / 9 - t * (14.0 / 81)) + t2 * t2 * (35.0 / 243)) - t * (1.0 / 3);
+    const double corr = (f + eps) + f * eps;
+    const double c = r * corr;
+    const double sum = r + c;
+    const double tail = (r - sum) + c;
+
+    // A power-of-two sum with a negative tail (whose lower neighbour is
+    // nearer) goes the exact way too.
+    uint64_t bits;
+    std::memcpy(&bits, &sum, sizeof bits);
+    const uint64_t leadBits = bits & 0x7FF0000000000000ull;
+    double lead;
+    std::memcpy(&lead, &leadBits, sizeof lead);
+    const bool powerOfTwo = (bits & 0x000FFFFFFFFFFFFFull) == 0;
+    if (std::fabs(tail) < lead * kHalfUlpLessMargin && !(powerOfTwo && tail < 0)) return sum * PowerOfTwo(k);
+    return PowOneThirdExact(x);
 }
 
 } // namespace pax

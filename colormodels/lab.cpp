@@ -7,10 +7,13 @@ namespace pax {
 
 // L* has its own linear segment (slope 903.3) below the threshold; a* and b*
 // use LabF. Every step in the order written.
+// The cube root of Y serves both L* and fy (the two thresholds are the same).
 BYTE *UnitRGBtoLAB(BYTE *dst, UnitRGB u) {
     const Tristimulus t = TristimulusOf(u);
-    const double lstar = t.y > kLabThreshold ? PowOneThird(t.y) * 116 - 16 : t.y * 903.3;
-    const double fy = LabF(t.y);
+    const bool aboveThreshold = t.y > kLabThreshold;
+    const double rootY = aboveThreshold ? PowOneThird(t.y) : 0.0;
+    const double lstar = aboveThreshold ? rootY * 116 - 16 : t.y * 903.3;
+    const double fy = aboveThreshold ? rootY : LabF(t.y);
     const BYTE l = ClampToByte(lstar / 100 * 255);
     const BYTE a = ClampToByte(((LabF(t.x / kLabWhiteX) - fy) * 500 * 255 + kLabAOffset) / kLabADivisor);
     const BYTE b = ClampToByte(((fy - LabF(t.z / kLabWhiteZ)) * 200 * 255 + kLabBOffset) / kLabBDivisor);
@@ -19,11 +22,37 @@ BYTE *UnitRGBtoLAB(BYTE *dst, UnitRGB u) {
 
 // No linear segment on this side: the cube is taken for every L*, and a
 // negative base gives a negative cube.
+//
+// Everything that depends on one byte alone (fy and its cube, the a and b
+// terms) comes from tables filled once by the same expressions.
+namespace {
+
+struct LabByteTables {
+    double fy[256], fyCube[256], aTerm[256], bTerm[256];
+    LabByteTables() {
+        for (int v = 0; v < 256; ++v) {
+            const BYTE b = static_cast<BYTE>(v);
+            fy[v] = LabFy(b);
+            fyCube[v] = PowCube(fy[v]);
+            aTerm[v] = LabATerm(b);
+            bTerm[v] = LabBTerm(b);
+        }
+    }
+};
+
+const LabByteTables &ByteTables() {
+    static const LabByteTables tables; // filled on first use
+    return tables;
+}
+
+} // namespace
+
 UnitRGB LABtoUnitRGB(const BYTE *src) {
-    const double fy = LabFy(src[0]);
-    const double x = PowCube(LabXBase(src[1], fy)) * kLabWhiteX;
-    const double y = PowCube(fy);
-    const double z = PowCube(LabZBase(src[2], fy)) * kLabWhiteZ;
+    const LabByteTables &tab = ByteTables();
+    const double fy = tab.fy[src[0]];
+    const double x = PowCube(tab.aTerm[src[1]] + fy) * kLabWhiteX;
+    const double y = tab.fyCube[src[0]];
+    const double z = PowCube(fy - tab.bTerm[src[2]]) * kLabWhiteZ;
     return {x * 1.7467 - y * 0.2014 - z * 2.8135, y * 2.0305 - x * 1.0002 - z * 0.271,
             x * 0.5691 - y * 1.1553 + z * 8.7749};
 }

@@ -28,13 +28,11 @@ inline double LabFy(BYTE lByte) {
     const int lstar = lByte * 100 / 255;
     return kHundredthCubeRoot * ((lstar + 16) / 25.0);
 }
-// The bases cubed for X and Z.
-inline double LabXBase(BYTE aByte, double fy) {
-    return (aByte * kLabADivisor - kLabAOffset) / 255 / 500 + fy;
-}
-inline double LabZBase(BYTE bByte, double fy) {
-    return fy - (bByte * kLabBDivisor - kLabBOffset) / 255 / 200;
-}
+// The bases cubed for X and Z: fy plus the a term, fy minus the b term.
+inline double LabATerm(BYTE aByte) { return (aByte * kLabADivisor - kLabAOffset) / 255 / 500; }
+inline double LabBTerm(BYTE bByte) { return (bByte * kLabBDivisor - kLabBOffset) / 255 / 200; }
+inline double LabXBase(BYTE aByte, double fy) { return LabATerm(aByte) + fy; }
+inline double LabZBase(BYTE bByte, double fy) { return fy - LabBTerm(bByte); }
 
 } // namespace pax
 
