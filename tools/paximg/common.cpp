@@ -83,7 +83,7 @@ bool ProgressWanted(bool requested) {
 #endif
 }
 
-Options::Options(const std::vector<std::string> &args, const std::vector<OptionSpec> &specs) {
+Options::Options(const std::vector<std::string> &args, const std::vector<OptionSpec> &known) {
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string &a = args[i];
         if (a.size() > 2 && a.compare(0, 2, "--") == 0) {
@@ -94,13 +94,13 @@ Options::Options(const std::vector<std::string> &args, const std::vector<OptionS
                 value = name.substr(eq + 1);
                 name = name.substr(0, eq);
             }
-            auto spec = std::find_if(specs.begin(), specs.end(),
+            auto option = std::find_if(known.begin(), known.end(),
                                      [&](const OptionSpec &s) { return name == s.name; });
-            if (spec == specs.end()) UsageError("unknown option --" + name);
-            if (spec->takesValue && !inlineValue) {
+            if (option == known.end()) UsageError("unknown option --" + name);
+            if (option->takesValue && !inlineValue) {
                 if (i + 1 >= args.size()) UsageError("option --" + name + " needs a value");
                 value = args[++i];
-            } else if (!spec->takesValue && inlineValue) {
+            } else if (!option->takesValue && inlineValue) {
                 UsageError("option --" + name + " takes no value");
             }
             if (values_.count(name)) UsageError("option --" + name + " given twice");

@@ -143,7 +143,7 @@ struct OptionSpec {
 };
 class Options {
 public:
-    Options(const std::vector<std::string> &args, const std::vector<OptionSpec> &specs);
+    Options(const std::vector<std::string> &args, const std::vector<OptionSpec> &known);
     bool Has(const std::string &name) const { return values_.count(name) != 0; }
     std::string Get(const std::string &name, const std::string &fallback = "") const;
     long Int(const std::string &name, long lo, long hi, long fallback) const;
