@@ -95,7 +95,7 @@ Options::Options(const std::vector<std::string> &args, const std::vector<OptionS
                 name = name.substr(0, eq);
             }
             auto option = std::find_if(known.begin(), known.end(),
-                                     [&](const OptionSpec &s) { return name == s.name; });
+                                       [&](const OptionSpec &s) { return name == s.name; });
             if (option == known.end()) UsageError("unknown option --" + name);
             if (option->takesValue && !inlineValue) {
                 if (i + 1 >= args.size()) UsageError("option --" + name + " needs a value");
