@@ -1,27 +1,19 @@
-// Error diffusion: the worked examples, the check order and codes of every
-// method, properties over random images, and a seeded comparison with the
-// straightforward evaluation in dither_reference.cpp.
-#include "census.h"
-#include "dib_builder.h"
+// Error diffusion examples, then for every error-diffusion and block method:
+// check order and codes, properties, a seeded comparison with the
+// straightforward evaluations in dither_reference.cpp, and failure sweeps.
+#include "block_dither.h"
+#include "dib.h"
 #include "dither_reference.h"
 #include "dither_test_util.h"
-#include "dib.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <functional>
 
-using dithertest::Bit;
-using dithertest::Dither;
-using dithertest::Grey24;
-using dithertest::PixelBytes;
-using dithertest::RawBlock;
-using dithertest::SetStatus;
-using dithertest::Status;
-using paxtest::BlockBytes;
+using namespace dithertest;
 using paxtest::ImsName;
 using paxtest::MakeDib;
-using paxtest::MakeDib24;
 using paxtest::Rgb;
 
 namespace {
@@ -32,30 +24,40 @@ const ref::Kernel &KernelNamed(const std::string &name) {
     throw std::runtime_error("no kernel " + name);
 }
 
+// The six error-diffusion methods and the two block dithers.
+struct Method {
+    std::string name;
+    DitherFn dither;
+    std::vector<int> depths; // result depths offered
+    DWORD nullCode, lockCode;
+    std::function<std::vector<BYTE>(const ref::Source &, int)> reference;
+};
+const std::vector<Method> &Methods() {
+    static const std::vector<Method> methods = [] {
+        std::vector<Method> m;
+        for (const ref::Kernel &k : ref::Kernels())
+            m.push_back({k.name, k.dither, {1, 4, 8}, k.nullImageStatus, k.lockFailedStatus,
+                         [&k](const ref::Source &s, int bits) { return ref::ErrorDiffusion(s, k, bits); }});
+        for (bool halve : {true, false})
+            m.push_back({halve ? "Sharp" : "Smooth", halve ? DitherSharp : DitherSmooth, {1, 4}, IMS_LOCKFAILED,
+                         IMS_NOMEMORY, [halve](const ref::Source &s, int bits) { return ref::BlockDither(s, halve, bits); }});
+        return m;
+    }();
+    return methods;
+}
+
 TEST(ErrorDiffusionExamples, Grey100ThreeByTwoUnderFS4) {
     HGLOBAL image = Grey24(3, 2, 100);
     std::vector<BYTE> out = Dither(DitherFS4, image, 1);
-    ASSERT_EQ(out.size(), 40u + 8u + 4u * 2u);
-    // Row bytes 64 (0 1 0) and 32 (0 0 1); the middle pixel of row 1 reaches
-    // exactly 128 and stays black.
-    EXPECT_EQ(out[48], 64);
-    EXPECT_EQ(out[52], 32);
-    for (int i : {49, 50, 51, 53, 54, 55}) EXPECT_EQ(out[i], 0) << "padding byte " << i;
-    BITMAPINFOHEADER h;
-    std::memcpy(&h, out.data(), 40);
-    EXPECT_EQ(h.biSize, 40u);
-    EXPECT_EQ(h.biWidth, 3);
-    EXPECT_EQ(h.biHeight, 2);
-    EXPECT_EQ(h.biPlanes, 1);
-    EXPECT_EQ(h.biBitCount, 1);
-    EXPECT_EQ(h.biCompression, 0u);
-    EXPECT_EQ(h.biSizeImage, 8u);
-    EXPECT_EQ(h.biXPelsPerMeter, 3780);
-    EXPECT_EQ(h.biYPelsPerMeter, 3780);
-    EXPECT_EQ(h.biClrUsed, 2u);
-    EXPECT_EQ(h.biClrImportant, 0u);
+    // Header, black-and-white table, then row bytes 64 (0 1 0) and 32 (0 0 1):
+    // the middle pixel of row 1 reaches exactly 128 and stays black.
+    const DWORD header[10] = {40, 3, 2, 1 | (1u << 16), 0, 8, 3780, 3780, 2, 0};
     const BYTE table[8] = {0, 0, 0, 0, 255, 255, 255, 0};
+    const BYTE rows[8] = {64, 0, 0, 0, 32, 0, 0, 0};
+    ASSERT_EQ(out.size(), 40u + 8u + 8u);
+    EXPECT_EQ(std::memcmp(out.data(), header, 40), 0);
     EXPECT_EQ(std::memcmp(out.data() + 40, table, 8), 0);
+    EXPECT_EQ(std::memcmp(out.data() + 48, rows, 8), 0);
     GlobalFree(image);
 }
 
@@ -70,424 +72,188 @@ TEST(ErrorDiffusionExamples, Grey100SixByFourUnderEveryKernel) {
     };
     HGLOBAL image = Grey24(6, 4, 100);
     for (const auto &[name, rows] : expected) {
-        SCOPED_TRACE(name);
         std::vector<BYTE> out = Dither(KernelNamed(name).dither, image, 1);
-        ASSERT_FALSE(out.empty());
+        ASSERT_FALSE(out.empty()) << name;
         for (int r = 0; r < 4; ++r)
-            for (int x = 0; x < 6; ++x) EXPECT_EQ(Bit(out, r, x), rows[r][x]) << "row " << r << " x " << x;
+            for (int x = 0; x < 6; ++x) EXPECT_EQ(Bit(out, r, x), rows[r][x]) << name << " row " << r << " x " << x;
     }
     GlobalFree(image);
 }
 
-TEST(ErrorDiffusionExamples, SinglePixels) {
+// Single pixels and short lines: {method, image, bits, stored row, x, expected pixel}.
+TEST(ErrorDiffusionExamples, SmallImages) {
+    struct Case {
+        const char *what;
+        DitherFn dither;
+        HGLOBAL image;
+        int bits, row, x, want;
+    };
+    auto colour = [](Rgb c) { return paxtest::MakeDib24(1, 1, [c](int, int) { return c; }); };
+    const std::vector<Case> cases = {
+        {"white to 1 bit", DitherFS4, Grey24(1, 1, 255), 1, 0, 0, 1},
+        {"white to 8 bits", DitherFS4, Grey24(1, 1, 255), 8, 0, 0, 255},
+        {"levels 3, 4, 3", DitherFS4, colour(Rgb{100, 150, 200}), 8, 0, 0, 3 * 32 + 4 * 4 + 3},
+        {"128 is black", DitherFS4, Grey24(1, 1, 128), 1, 0, 0, 0},
+        {"129 is white", DitherFS4, Grey24(1, 1, 129), 1, 0, 0, 1},
+        // Blue 255 leaves 63; below, 255 + 63 * 5 / 16 = 274 clamps to level 3.
+        {"blue clamps", DitherFS4, paxtest::MakeDib24(1, 2, [](int, int) { return Rgb{0, 0, 255}; }), 8, 1, 0, 3},
+        // Sierra, e = -3: (-6) / 4 = -1 to the right (a shift gives -2): 129.
+        {"right share truncates", DitherSierra, GreyLine({252, 130}, false), 1, 0, 1, 1},
+        // (-3) / 4 = 0 below (a shift gives -1): 129 stays white.
+        {"lower share truncates", DitherSierra, GreyLine({252, 129}, true), 1, 1, 0, 1},
+        // Stucki, e = 5: (5 * 8) / 42 = 0, so 128 stays black.
+        {"Stucki small error", DitherStucki, GreyLine({5, 128}, false), 1, 0, 1, 0},
+        // SA, e = 6: (6 * 32) / 200 = 0 two columns on.
+        {"SA small error", DitherSA, GreyLine({6, 0, 128}, false), 1, 0, 2, 0},
+        // SA in one column: 26/200 of 100 (13) two rows down, nothing one or
+        // three rows down, where exactly 128 stays black.
+        {"SA one below", DitherSA, GreyLine({100, 128}, true), 1, 1, 0, 0},
+        {"SA two below, 115", DitherSA, GreyLine({100, 0, 115}, true), 1, 2, 0, 0},
+        {"SA two below, 116", DitherSA, GreyLine({100, 0, 116}, true), 1, 2, 0, 1},
+        {"SA three below", DitherSA, GreyLine({100, 0, 0, 128}, true), 1, 3, 0, 0},
+    };
+    for (const Case &c : cases) {
+        std::vector<BYTE> out = Dither(c.dither, c.image, c.bits);
+        ASSERT_FALSE(out.empty()) << c.what;
+        EXPECT_EQ(Pixel(out, c.row, c.x), c.want) << c.what;
+        GlobalFree(c.image);
+    }
+    // Entry 255 of the 3-3-2 table: blue 255, green 252, red 252.
     HGLOBAL white = Grey24(1, 1, 255);
-    std::vector<BYTE> one = Dither(DitherFS4, white, 1);
-    ASSERT_FALSE(one.empty());
-    EXPECT_EQ(one[48], 0x80);
     std::vector<BYTE> eight = Dither(DitherFS4, white, 8);
-    ASSERT_EQ(eight.size(), 40u + 1024u + 4u);
-    EXPECT_EQ(eight[40 + 1024], 255);
-    // Entry 255: blue 255, green 252, red 252.
     const BYTE entry255[4] = {255, 252, 252, 0};
     EXPECT_EQ(std::memcmp(eight.data() + 40 + 4 * 255, entry255, 4), 0);
     GlobalFree(white);
-
-    HGLOBAL colour = MakeDib24(1, 1, [](int, int) { return Rgb{100, 150, 200}; });
-    std::vector<BYTE> c8 = Dither(DitherFS4, colour, 8);
-    ASSERT_FALSE(c8.empty());
-    EXPECT_EQ(c8[40 + 1024], 3 * 32 + 4 * 4 + 3); // levels 3, 4, 3
-    GlobalFree(colour);
-
-    // The threshold is strictly above 128.
-    for (int g : {128, 129}) {
-        HGLOBAL grey = Grey24(1, 1, static_cast<BYTE>(g));
-        std::vector<BYTE> out = Dither(DitherFS4, grey, 1);
-        ASSERT_FALSE(out.empty());
-        EXPECT_EQ(Bit(out, 0, 0), g == 128 ? 0 : 1) << "grey " << g;
-        GlobalFree(grey);
-    }
 }
 
-TEST(ErrorDiffusionExamples, DepthsAndResultSizes) {
-    HGLOBAL img8 = MakeDib(7, 3, 8, [](int x, int y, int) { return static_cast<BYTE>(x * 30 + y); });
-    HGLOBAL img4 = MakeDib(7, 3, 4, [](int x, int y, int) { return static_cast<BYTE>(x + y); });
-    HGLOBAL img24 = paxtest::MakeRandomDib24(7, 3, 5);
-    SetStatus(99);
-    EXPECT_TRUE(Dither(DitherFS4, img8, 8).empty());
-    EXPECT_EQ(ImsName(Status()), "IMS_BADBITS");
-    EXPECT_TRUE(Dither(DitherFS4, img4, 4).empty());
-    EXPECT_EQ(ImsName(Status()), "IMS_BADBITS");
-    for (auto [image, bits] : std::vector<std::pair<HGLOBAL, int>>{
-             {img4, 1}, {img8, 1}, {img8, 4}, {img24, 1}, {img24, 4}, {img24, 8}}) {
-        SetStatus(99);
-        std::vector<BYTE> out = Dither(DitherFS4, image, bits);
-        EXPECT_EQ(ImsName(Status()), "IMS_OK");
-        const size_t s = ((7 * bits + 31) / 32) * 4;
-        ASSERT_EQ(out.size(), 40 + 4 * (size_t{1} << bits) + s * 3) << "bits " << bits;
-        ref::Source src = ref::Decode(image);
-        std::vector<BYTE> head = ref::ResultHeaderAndTable(src, bits);
-        EXPECT_TRUE(std::equal(head.begin(), head.end(), out.begin())) << "header and table, bits " << bits;
-    }
-    GlobalFree(img8);
-    GlobalFree(img4);
-    GlobalFree(img24);
-}
-
-// In a one-column image only the taps straight down land.
+// In a one-column image only the taps straight down land: the share of an
+// error of 100 passed one row down is 5/16, 8/32, 1/4, 7/48, 8/42 or nothing.
 TEST(ErrorDiffusionExamples, OneColumnPassesOnlyTheTapsBelow) {
-    // Share of an error of 100 passed one row down: 5/16, 8/32, 1/4, 7/48,
-    // 8/42 and nothing.
     const std::vector<std::pair<std::string, int>> below = {
         {"FS4", 100 * 5 / 16}, {"Burkes", 100 * 8 / 32}, {"Sierra", 100 / 4},
         {"JJN", 100 * 7 / 48}, {"Stucki", 100 * 8 / 42}, {"SA", 0}};
-    for (const auto &[name, share] : below) {
+    for (const auto &[name, share] : below)
         for (int g : {129 - share, 128 - share}) {
-            HGLOBAL image = MakeDib24(1, 2, [&](int, int y) {
-                BYTE v = static_cast<BYTE>(y == 1 ? 100 : g); // y = 1 is stored row 0
-                return Rgb{v, v, v};
-            });
+            HGLOBAL image = GreyLine({100, g}, true);
             std::vector<BYTE> out = Dither(KernelNamed(name).dither, image, 1);
             ASSERT_FALSE(out.empty());
             EXPECT_EQ(Bit(out, 0, 0), 0) << name;
             EXPECT_EQ(Bit(out, 1, 0), g + share > 128 ? 1 : 0) << name << " second row grey " << g;
             GlobalFree(image);
         }
-    }
-    // DitherSA gives 26/200 (13 of 100) to the row two below and nothing to
-    // the rows one and three below: a cell of exactly 128 that receives
-    // nothing stays black, any positive share would make it white.
-    auto column = [](std::vector<int> stored) {
-        return MakeDib24(1, static_cast<int>(stored.size()), [stored](int, int y) {
-            BYTE v = static_cast<BYTE>(stored[stored.size() - 1 - y]);
-            return Rgb{v, v, v};
-        });
-    };
-    struct Case {
-        std::vector<int> stored;
-        int row, bit;
-    };
-    for (const Case &c : std::vector<Case>{{{100, 128}, 1, 0},
-                                           {{100, 0, 115}, 2, 0},
-                                           {{100, 0, 116}, 2, 1},
-                                           {{100, 0, 0, 128}, 3, 0}}) {
-        HGLOBAL image = column(c.stored);
-        std::vector<BYTE> out = Dither(DitherSA, image, 1);
-        ASSERT_FALSE(out.empty());
-        EXPECT_EQ(Bit(out, c.row, 0), c.bit) << "row " << c.row;
-        GlobalFree(image);
-    }
 }
 
-TEST(ErrorDiffusionExamples, DivisionsTruncateTowardZero) {
-    // Sierra, e = -3: (-6) / 4 = -1 to the right (a shift would give -2), so
-    // 130 - 1 = 129 is white.
-    HGLOBAL row = MakeDib24(2, 1, [](int x, int) {
-        BYTE v = x == 0 ? 252 : 130;
-        return Rgb{v, v, v};
-    });
-    std::vector<BYTE> out = Dither(DitherSierra, row, 1);
-    ASSERT_FALSE(out.empty());
-    EXPECT_EQ(Bit(out, 0, 0), 1);
-    EXPECT_EQ(Bit(out, 0, 1), 1);
-    GlobalFree(row);
-    // (-3) / 4 = 0 below (a shift would give -1), so 129 stays white.
-    HGLOBAL column = MakeDib24(1, 2, [](int, int y) {
-        BYTE v = y == 1 ? 252 : 129;
-        return Rgb{v, v, v};
-    });
-    out = Dither(DitherSierra, column, 1);
-    ASSERT_FALSE(out.empty());
-    EXPECT_EQ(Bit(out, 1, 0), 1);
-    GlobalFree(column);
-    // Small errors vanish: Stucki, e = 5 gives 0 even at weight 8, so 128
-    // stays black; SA, e = 6 gives (6 * 32) / 200 = 0 two columns on.
-    HGLOBAL stucki = MakeDib24(2, 1, [](int x, int) {
-        BYTE v = x == 0 ? 5 : 128;
-        return Rgb{v, v, v};
-    });
-    out = Dither(DitherStucki, stucki, 1);
-    ASSERT_FALSE(out.empty());
-    EXPECT_EQ(out[48], 0);
-    GlobalFree(stucki);
-    HGLOBAL sa = MakeDib24(3, 1, [](int x, int) {
-        BYTE v = x == 0 ? 6 : x == 1 ? 0 : 128;
-        return Rgb{v, v, v};
-    });
-    out = Dither(DitherSA, sa, 1);
-    ASSERT_FALSE(out.empty());
-    EXPECT_EQ(out[48], 0);
-    GlobalFree(sa);
-}
-
-TEST(ErrorDiffusionExamples, BlueLevelClampsAtThree) {
-    // Blue 255 leaves 63, so the pixel below reaches 255 + 63 * 5 / 16 = 274:
-    // level 3, never a carry into the green bits.
-    HGLOBAL image = MakeDib24(1, 2, [](int, int) { return Rgb{0, 0, 255}; });
-    std::vector<BYTE> out = Dither(DitherFS4, image, 8);
-    ASSERT_FALSE(out.empty());
-    EXPECT_EQ(out[40 + 1024], 3);
-    EXPECT_EQ(out[40 + 1024 + 4], 3);
-    GlobalFree(image);
-}
-
-// The check order and codes of each method.
-TEST(ErrorDiffusionChecks, OrderAndCodesOfEveryMethod) {
+// The check order and codes of each method; the caller's image and the
+// conversion error are left alone.
+TEST(DitherChecks, OrderAndCodesOfEveryMethod) {
     HGLOBAL rgb = paxtest::MakeRandomDib24(5, 3, 11);
+    HGLOBAL img8 = MakeDib(7, 3, 8, [](int x, int y, int) { return static_cast<BYTE>(x * 30 + y); });
+    HGLOBAL img4 = MakeDib(7, 3, 4, [](int x, int y, int) { return static_cast<BYTE>(x + y); });
     HGLOBAL mono = MakeDib(5, 3, 1, [](int x, int, int) { return static_cast<BYTE>(x & 1); });
     HGLOBAL deep16 = MakeDib(5, 3, 16, [](int, int, int) { return BYTE{7}; });
     HGLOBAL deep32 = MakeDib(5, 3, 32, [](int, int, int) { return BYTE{7}; });
     HGLOBAL unlockable = GlobalAlloc(GMEM_MOVEABLE, 0);
-    std::vector<BYTE> before = BlockBytes(rgb);
+    HGLOBAL empty = Grey24(0, 3, 9);
+    std::vector<BYTE> before = paxtest::BlockBytes(rgb);
     GetThreadState()->convertError = CCE_BADMODEL;
-    for (const ref::Kernel &k : ref::Kernels()) {
-        SCOPED_TRACE(k.name);
-        auto expect = [&](HGLOBAL image, int bits, DWORD code) {
-            SetStatus(99);
-            HDIB out = k.dither(image, bits);
-            EXPECT_EQ(out, nullptr);
-            if (out) GlobalFree(out);
-            EXPECT_EQ(ImsName(Status()), ImsName(code)) << "bits " << bits;
-        };
-        for (int bits : {2, 0, -1, 3, 16, 24}) {
-            expect(rgb, bits, IMS_BADPARAM);
-            expect(nullptr, bits, IMS_BADPARAM); // before the handle is looked at
+    for (const Method &m : Methods()) {
+        SCOPED_TRACE(m.name);
+        const int top = m.depths.back();
+        // Bad depths (8 too for the block dithers, even for a 24-bit image)
+        // fail before the handle is looked at.
+        for (int bits : {2, 0, -1, 3, 8, 16, 24}) {
+            if (bits == top) continue;
+            ExpectFailure(m.dither, rgb, bits, IMS_BADPARAM);
+            ExpectFailure(m.dither, nullptr, bits, IMS_BADPARAM);
         }
-        expect(nullptr, 1, k.nullImageStatus);
-        expect(unlockable, 1, k.lockFailedStatus);
-        expect(mono, 1, IMS_BADBITS);
-        expect(deep16, 8, IMS_BADBITS);
-        expect(deep32, 8, IMS_BADBITS);
-        EXPECT_EQ(paxtest::LockCount(rgb), 0);
+        ExpectFailure(m.dither, nullptr, 1, m.nullCode);
+        ExpectFailure(m.dither, unlockable, 1, m.lockCode);
+        ExpectFailure(m.dither, mono, 1, IMS_BADBITS);
+        ExpectFailure(m.dither, img4, 4, IMS_BADBITS);
+        if (top == 8) ExpectFailure(m.dither, img8, 8, IMS_BADBITS);
+        ExpectFailure(m.dither, deep16, top, IMS_BADBITS);
+        ExpectFailure(m.dither, deep32, top, IMS_BADBITS);
+        ExpectFailure(m.dither, empty, 1, IMS_NOMEMORY);
+        for (auto [image, bits] : std::vector<std::pair<HGLOBAL, int>>{{img4, 1}, {img8, 4}, {rgb, top}}) {
+            SetStatus(99);
+            EXPECT_EQ(Dither(m.dither, image, bits), m.reference(ref::Decode(image), bits));
+            EXPECT_EQ(ImsName(Status()), "IMS_OK");
+        }
     }
-    EXPECT_TRUE(BlockBytes(rgb) == before);
+    EXPECT_TRUE(paxtest::BlockBytes(rgb) == before);
     EXPECT_EQ(GetLastColorConvertError(), static_cast<DWORD>(CCE_BADMODEL)); // untouched
     GetThreadState()->convertError = 0;
-    for (HGLOBAL h : {rgb, mono, deep16, deep32, unlockable}) GlobalFree(h);
+    for (HGLOBAL h : {rgb, img8, img4, mono, deep16, deep32, unlockable, empty}) GlobalFree(h);
 }
 
+// Headers that do not match their blocks never make a dither read outside.
 TEST(ErrorDiffusionChecks, MalformedHeaders) {
-    auto header = [](LONG w, LONG h, WORD bits, DWORD clrUsed) {
-        BITMAPINFOHEADER hd = {};
-        hd.biSize = 40;
-        hd.biWidth = w;
-        hd.biHeight = h;
-        hd.biPlanes = 1;
-        hd.biBitCount = bits;
-        hd.biClrUsed = clrUsed;
-        return hd;
-    };
-    struct Case {
+    const struct {
         const char *what;
-        HGLOBAL block;
+        size_t size;
+        BITMAPINFOHEADER header;
         DWORD code;
+    } cases[] = {
+        {"block smaller than a header", 20, Header(4, 2, 24), IMS_BADPARAM},
+        {"rows beyond the block", 40 + 12 * 2, Header(4, 100, 24), IMS_BADPARAM},
+        {"top-down rows beyond the block", 40 + 12 * 2, Header(4, -3, 24), IMS_BADPARAM},
+        {"full table missing", 40 + 8, Header(4, 2, 8), IMS_BADPARAM},
+        {"table larger than the block", 40 + 64, Header(4, 2, 8, 0x40000000u), IMS_BADPARAM},
+        {"table count near 2^32", 40 + 64, Header(4, 2, 8, 0xFFFFFFFFu), IMS_BADPARAM},
+        {"header size 12", 40 + 24, Header(4, 2, 24, 0, 12), IMS_BADPARAM},
+        {"negative width", 40 + 24, Header(-4, 2, 24), IMS_BADPARAM},
+        {"width 0", 40, Header(0, 5, 24), IMS_NOMEMORY},
+        {"height 0", 40, Header(5, 0, 24), IMS_NOMEMORY},
+        {"huge width", 40 + 64, Header(0x7FFFFFFF, 1, 24), IMS_BADPARAM},
+        {"huge width and height", 40 + 64, Header(0x7FFFFFFF, 0x7FFFFFFF, 24), IMS_BADPARAM},
+        {"huge top-down height", 40 + 64, Header(0x7FFFFFFF, -0x7FFFFFFF - 1, 24), IMS_BADPARAM},
     };
-    BITMAPINFOHEADER core = header(4, 2, 24, 0);
-    core.biSize = 12;
-    std::vector<Case> cases = {
-        {"block smaller than a header", RawBlock(20, header(4, 2, 24, 0)), IMS_BADPARAM},
-        {"rows beyond the block", RawBlock(40 + 12 * 2, header(4, 100, 24, 0)), IMS_BADPARAM},
-        {"top-down rows beyond the block", RawBlock(40 + 12 * 2, header(4, -3, 24, 0)), IMS_BADPARAM},
-        {"full table missing", RawBlock(40 + 8, header(4, 2, 8, 0)), IMS_BADPARAM},
-        {"table larger than the block", RawBlock(40 + 64, header(4, 2, 8, 0x40000000u)), IMS_BADPARAM},
-        {"table count near 2^32", RawBlock(40 + 64, header(4, 2, 8, 0xFFFFFFFFu)), IMS_BADPARAM},
-        {"header size 12", RawBlock(40 + 24, core), IMS_BADPARAM},
-        {"negative width", RawBlock(40 + 24, header(-4, 2, 24, 0)), IMS_BADPARAM},
-        {"width 0", RawBlock(40, header(0, 5, 24, 0)), IMS_NOMEMORY},
-        {"height 0", RawBlock(40, header(5, 0, 24, 0)), IMS_NOMEMORY},
-        {"huge width", RawBlock(40 + 64, header(0x7FFFFFFF, 1, 24, 0)), IMS_BADPARAM},
-        {"huge width and height", RawBlock(40 + 64, header(0x7FFFFFFF, 0x7FFFFFFF, 24, 0)), IMS_BADPARAM},
-        {"huge top-down height", RawBlock(40 + 64, header(0x7FFFFFFF, -0x7FFFFFFF - 1, 24, 0)), IMS_BADPARAM},
-    };
-    for (const Case &c : cases) {
-        for (const ref::Kernel &k : ref::Kernels()) {
-            SetStatus(99);
-            HDIB out = k.dither(c.block, 1);
-            EXPECT_EQ(out, nullptr) << c.what;
-            if (out) GlobalFree(out);
-            EXPECT_EQ(ImsName(Status()), ImsName(c.code)) << c.what << ", " << k.name;
-            EXPECT_EQ(paxtest::LockCount(c.block), 0) << c.what;
-        }
-        GlobalFree(c.block);
+    for (const auto &c : cases) {
+        HGLOBAL block = RawBlock(c.size, c.header);
+        for (const ref::Kernel &k : ref::Kernels()) ExpectFailure(k.dither, block, 1, c.code, c.what + (", " + k.name));
+        GlobalFree(block);
     }
 }
 
-// Properties that hold for every image.
-TEST(ErrorDiffusionProperties, RandomImages) {
-    paxtest::Rng rng(2024);
-    for (int trial = 0; trial < 40; ++trial) {
-        const int w = 1 + rng.Below(45), h = 1 + rng.Below(6);
-        HGLOBAL image = paxtest::MakeRandomDib24(w, h, rng.Next());
-        for (const ref::Kernel &k : ref::Kernels()) {
-            std::vector<BYTE> four = PixelBytes(Dither(k.dither, image, 4));
-            const size_t s4 = ((4 * w + 31) / 32) * 4;
-            ASSERT_EQ(four.size(), s4 * h);
-            for (int r = 0; r < h; ++r)
-                for (int x = 0; x < w; ++x) {
-                    BYTE b = four[r * s4 + x / 2];
-                    int index = x % 2 ? b & 15 : b >> 4;
-                    EXPECT_EQ(index % 2, 0) << k.name << " odd index at " << x << "," << r;
-                }
-            std::vector<BYTE> one = PixelBytes(Dither(k.dither, image, 1));
-            const size_t s1 = ((w + 31) / 32) * 4;
-            ASSERT_EQ(one.size(), s1 * h);
-            for (int r = 0; r < h; ++r) {
-                if (w % 8) {
-                    EXPECT_EQ(one[r * s1 + w / 8] & (0xFF >> (w % 8)), 0) << k.name;
-                }
-                for (size_t i = (w + 7) / 8; i < s1; ++i) EXPECT_EQ(one[r * s1 + i], 0) << k.name;
-            }
-        }
-        GlobalFree(image);
-    }
+TEST(DitherProperties, FlatImagesEvenIndicesAndPadding) {
+    for (const Method &m : Methods()) CheckProperties(m.name, m.dither, m.depths, 2024);
 }
 
-TEST(ErrorDiffusionProperties, FlatWhiteAndBlackStayFlat) {
-    for (const ref::Kernel &k : ref::Kernels()) {
-        for (int w : {1, 7, 33}) {
-            HGLOBAL white = Grey24(w, 9, 255), black = Grey24(w, 9, 0);
-            std::vector<BYTE> w1 = PixelBytes(Dither(k.dither, white, 1));
-            std::vector<BYTE> w4 = PixelBytes(Dither(k.dither, white, 4));
-            std::vector<BYTE> b1 = PixelBytes(Dither(k.dither, black, 1));
-            std::vector<BYTE> b4 = PixelBytes(Dither(k.dither, black, 4));
-            std::vector<BYTE> b8 = PixelBytes(Dither(k.dither, black, 8));
-            const int s1 = ((w + 31) / 32) * 4, s4 = ((4 * w + 31) / 32) * 4;
-            for (int r = 0; r < 9; ++r)
-                for (int x = 0; x < w; ++x) {
-                    EXPECT_EQ((w1[r * s1 + x / 8] >> (7 - x % 8)) & 1, 1) << k.name;
-                    BYTE b = w4[r * s4 + x / 2];
-                    EXPECT_EQ(x % 2 ? b & 15 : b >> 4, 14) << k.name; // 8 + 4 + 2: white
-                }
-            for (BYTE b : b1) EXPECT_EQ(b, 0) << k.name;
-            for (BYTE b : b4) EXPECT_EQ(b, 0) << k.name;
-            for (BYTE b : b8) EXPECT_EQ(b, 0) << k.name;
-            GlobalFree(white);
-            GlobalFree(black);
-        }
-    }
-}
-
-// A seeded sweep of sizes, depths, palettes and methods against the
-// straightforward evaluation.
-TEST(ErrorDiffusionReference, SeededRandomCases) {
+// A seeded sweep of sizes (one-row and one-column images included), depths,
+// palettes (short and random), top-down rows and methods against the
+// straightforward evaluations, and widths beyond 16-bit column counts.
+TEST(DitherReference, SeededRandomCases) {
     paxtest::Rng rng(77);
     int compared = 0;
     for (int trial = 0; trial < 300; ++trial) {
-        const int w = 1 + rng.Below(trial % 10 == 0 ? 300 : 40);
-        const int h = 1 + rng.Below(12);
+        const int w = 1 + rng.Below(trial % 10 == 0 ? 300 : 40), h = 1 + rng.Below(trial % 7 == 0 ? 1 : 12);
         const int depth = std::vector<int>{4, 8, 24}[rng.Below(3)];
-        // Palette images sometimes carry a short table.
-        int entries = -1;
-        if (depth != 24 && rng.Below(3) == 0) entries = 1 + rng.Below(depth == 4 ? 15 : 255);
-        paxtest::Rng pix(rng.Next());
-        HGLOBAL image = MakeDib(w, h, depth, [&](int, int, int) { return pix.Byte(); }, entries);
-        if (depth != 24) {
-            // A random palette in place of the grey ramp.
-            BYTE *p = static_cast<BYTE *>(GlobalLock(image));
-            int n = entries < 0 ? 1 << depth : entries;
-            for (int i = 0; i < 4 * n; ++i) p[40 + i] = pix.Byte();
-            GlobalUnlock(image);
-        }
-        if (rng.Below(4) == 0) {
-            // Top-down: the same stored rows, read in the same order.
-            BYTE *p = static_cast<BYTE *>(GlobalLock(image));
-            reinterpret_cast<BITMAPINFOHEADER *>(p)->biHeight = -h;
-            GlobalUnlock(image);
-        }
+        HGLOBAL image = RandomCase(rng, w, h, depth, true);
         ref::Source src = ref::Decode(image);
-        for (const ref::Kernel &k : ref::Kernels())
-            for (int bits : {1, 4, 8}) {
+        for (const Method &m : Methods())
+            for (int bits : m.depths) {
                 if (bits >= depth) continue;
-                std::vector<BYTE> got = Dither(k.dither, image, bits);
-                std::vector<BYTE> want = ref::ErrorDiffusion(src, k, bits);
-                ASSERT_TRUE(got == want) << k.name << " trial " << trial << " " << w << "x" << h
-                                         << " depth " << depth << " bits " << bits;
+                ASSERT_TRUE(Dither(m.dither, image, bits) == m.reference(src, bits))
+                    << m.name << " trial " << trial << " " << w << "x" << h << " depth " << depth << " bits " << bits;
                 ++compared;
             }
         GlobalFree(image);
     }
-    EXPECT_GT(compared, 2000);
+    EXPECT_GT(compared, 2500);
+    HGLOBAL wide = paxtest::MakeRandomDib24(40000, 2, 99);
+    ref::Source src = ref::Decode(wide);
+    for (const Method &m : Methods())
+        for (int bits : m.depths) EXPECT_TRUE(Dither(m.dither, wide, bits) == m.reference(src, bits)) << m.name << " " << bits;
+    GlobalFree(wide);
 }
 
-// Columns are not limited to 16-bit counts.
-TEST(ErrorDiffusionReference, WidthsBeyondSixteenBits) {
-    HGLOBAL image = paxtest::MakeRandomDib24(40000, 2, 99);
-    ref::Source src = ref::Decode(image);
-    for (const ref::Kernel &k : ref::Kernels())
-        for (int bits : {1, 4, 8})
-            EXPECT_TRUE(Dither(k.dither, image, bits) == ref::ErrorDiffusion(src, k, bits))
-                << k.name << " bits " << bits;
-    GlobalFree(image);
-}
-
-TEST(ErrorDiffusionLayout, TopDownKeepsItsOrientation) {
-    HGLOBAL up = paxtest::MakeRandomDib24(9, 5, 3);
-    HGLOBAL down = DuplicateDIB(up);
-    BYTE *p = static_cast<BYTE *>(GlobalLock(down));
-    reinterpret_cast<BITMAPINFOHEADER *>(p)->biHeight = -5;
-    GlobalUnlock(down);
-    for (int bits : {1, 4, 8}) {
-        std::vector<BYTE> a = Dither(DitherJJN, up, bits), b = Dither(DitherJJN, down, bits);
-        ASSERT_FALSE(a.empty());
-        ASSERT_FALSE(b.empty());
-        BITMAPINFOHEADER ha, hb;
-        std::memcpy(&ha, a.data(), 40);
-        std::memcpy(&hb, b.data(), 40);
-        EXPECT_EQ(ha.biHeight, 5);
-        EXPECT_EQ(hb.biHeight, -5);
-        EXPECT_EQ(hb.biSizeImage, ha.biSizeImage);
-        EXPECT_TRUE(PixelBytes(a) == PixelBytes(b)) << "bits " << bits;
-    }
-    GlobalFree(up);
-    GlobalFree(down);
-}
-
-TEST(ErrorDiffusionLayout, ShortColourTables) {
-    // Two entries, black and white: index 1 is white, an index past the table
-    // reads as black. The pixels start right after the two entries.
-    HGLOBAL image = MakeDib(3, 1, 8, [](int x, int, int) { return BYTE(x == 0 ? 1 : x == 1 ? 0 : 200); }, 2);
-    std::vector<BYTE> out = Dither(DitherFS4, image, 1);
-    ASSERT_FALSE(out.empty());
-    EXPECT_EQ(Bit(out, 0, 0), 1);
-    EXPECT_EQ(Bit(out, 0, 1), 0);
-    EXPECT_EQ(Bit(out, 0, 2), 0);
-    GlobalFree(image);
-    // A 4-bit image with a four-entry grey table.
-    HGLOBAL four = MakeDib(4, 1, 4, [](int x, int, int) { return BYTE(x == 3 ? 3 : 0); }, 4);
-    out = Dither(DitherFS4, four, 1);
-    ASSERT_FALSE(out.empty());
-    EXPECT_EQ(out[48], 0x10); // only the last pixel, entry 3 (255), is white
-    GlobalFree(four);
-}
-
-// Injected allocation and lock failures leave nothing behind, and every
-// failure after the checks leaves IMS_NOMEMORY.
-TEST(ErrorDiffusionFailures, SweepEveryMethodAndDepth) {
+// Injected allocation and lock failures, the caller's lock included.
+TEST(DitherFailures, SweepEveryMethodAndDepth) {
     HGLOBAL image = paxtest::MakeRandomDib24(13, 4, 8);
-    for (const ref::Kernel &k : ref::Kernels())
-        for (int bits : {1, 4, 8}) {
-            SCOPED_TRACE(k.name + " bits " + std::to_string(bits));
-            std::vector<std::pair<bool, DWORD>> runs;
-            paxtest::SweepCounts counts = paxtest::SweepFailures(
-                [&]() -> HGLOBAL {
-                    SetStatus(99);
-                    HDIB out = k.dither(image, bits);
-                    runs.push_back({out != nullptr, Status()});
-                    return out;
-                },
-                {image});
-            if (!paxtest::HaveCensus()) continue;
-            ASSERT_EQ(runs.size(), size_t(1 + counts.allocationPoints + counts.lockPoints));
-            EXPECT_EQ(counts.allocationPoints, 4); // three working blocks and the result
-            EXPECT_TRUE(runs[0].first);
-            EXPECT_EQ(ImsName(runs[0].second), "IMS_OK");
-            for (size_t i = 1; i < runs.size(); ++i) {
-                EXPECT_FALSE(runs[i].first) << "run " << i;
-                // The first lock is the caller's image; every later one is a
-                // block of the operation's own.
-                DWORD want = i == size_t(1 + counts.allocationPoints) ? k.lockFailedStatus
-                                                                      : DWORD{IMS_NOMEMORY};
-                EXPECT_EQ(ImsName(runs[i].second), ImsName(want)) << "run " << i;
-            }
+    for (const Method &m : Methods())
+        for (int bits : m.depths) {
+            SCOPED_TRACE(m.name + " bits " + std::to_string(bits));
+            SweepDither(m.dither, image, bits, m.lockCode);
         }
     GlobalFree(image);
 }
