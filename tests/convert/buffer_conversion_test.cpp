@@ -9,15 +9,11 @@
 #include <memory>
 #include <vector>
 
-#ifndef _WIN32
-#include "win32lite_test.h"
-#endif
-
 namespace {
 
 using convtest::BufferBytes;
 using convtest::ConvertOne;
-using convtest::ModelName;
+using convtest::RandomBytes;
 using paxtest::CceName;
 
 // Exactly-sized heap copies, so that the sanitizer sees any access past them.
@@ -27,83 +23,57 @@ std::unique_ptr<BYTE[]> Exact(const std::vector<BYTE> &bytes) {
     return p;
 }
 
-std::vector<BYTE> RandomBytes(size_t n, uint32_t seed) {
-    paxtest::Rng rng(seed);
-    std::vector<BYTE> v(n);
-    for (BYTE &b : v) b = rng.Byte();
-    return v;
-}
-
 // The destination size that count implies.
 size_t DestinationSize(int count, int from, int to) {
     if (from == to) return static_cast<size_t>(count);
     return static_cast<size_t>(count / BufferBytes(from) * BufferBytes(to));
 }
 
-TEST(ConvertColorSpace, RgbToHsvOfSixBytesConvertsTwoPixels) {
-    const BYTE source[6] = {255, 0, 0, 10, 200, 30};
-    BYTE destination[6] = {};
-    EXPECT_EQ(ConvertColorSpace(source, destination, 6, MODEL_RGB, MODEL_HSV, 0, nullptr), 6);
-    const BYTE expected[6] = {0, 255, 255, 89, 242, 200};
-    EXPECT_EQ(std::vector<BYTE>(destination, destination + 6),
-              std::vector<BYTE>(expected, expected + 6));
-    EXPECT_EQ(GetLastColorConvertError(), 0u);
-}
-
-TEST(ConvertColorSpace, RgbToCmykWritesFourBytesPerPixel) {
-    const BYTE source[6] = {10, 200, 30, 255, 255, 255};
-    BYTE destination[10];
-    std::fill(destination, destination + 10, 0xEE);
-    EXPECT_EQ(ConvertColorSpace(source, destination, 6, MODEL_RGB, MODEL_CMYK, 0, nullptr), 6);
-    const BYTE expected[10] = {190, 0, 170, 55, 0, 0, 0, 0, 0xEE, 0xEE};
-    EXPECT_EQ(std::vector<BYTE>(destination, destination + 10),
-              std::vector<BYTE>(expected, expected + 10));
-}
-
-TEST(ConvertColorSpace, CmykToRgbReadsFourBytesPerPixel) {
-    const BYTE source[8] = {190, 0, 170, 55, 0, 0, 0, 255};
-    BYTE destination[8];
-    std::fill(destination, destination + 8, 0xEE);
-    EXPECT_EQ(ConvertColorSpace(source, destination, 8, MODEL_CMYK, MODEL_RGB, 0, nullptr), 8);
-    const BYTE expected[8] = {10, 200, 30, 0, 0, 0, 0xEE, 0xEE};
-    EXPECT_EQ(std::vector<BYTE>(destination, destination + 8),
-              std::vector<BYTE>(expected, expected + 8));
-}
-
-TEST(ConvertColorSpace, SameModelCopiesCountBytesWithoutADialog) {
-    const BYTE source[5] = {1, 2, 3, 4, 5};
-    BYTE destination[6] = {9, 9, 9, 9, 9, 9};
-    // Were a dialog asked for, its creation would fail and the call with it.
-    convtest::ArrangeDialogFailure();
-    EXPECT_EQ(ConvertColorSpace(source, destination, 5, MODEL_LAB, MODEL_LAB, 1, nullptr), 5);
-    convtest::ResetDialogScript();
-    const BYTE expected[6] = {1, 2, 3, 4, 5, 9};
-    EXPECT_EQ(std::vector<BYTE>(destination, destination + 6),
-              std::vector<BYTE>(expected, expected + 6));
-    EXPECT_EQ(GetThreadState()->progressDialog, nullptr);
-    EXPECT_EQ(GetLastColorConvertError(), 0u);
+TEST(ConvertColorSpace, Examples) {
+    struct Case {
+        int from, to, count, progress;
+        std::vector<BYTE> source;
+        BYTE fill;
+        std::vector<BYTE> expected; // the whole destination afterwards
+    } cases[] = {
+        {MODEL_RGB, MODEL_HSV, 6, 0, {255, 0, 0, 10, 200, 30}, 0, {0, 255, 255, 89, 242, 200}},
+        {MODEL_RGB, MODEL_CMYK, 6, 0, {10, 200, 30, 255, 255, 255}, 0xEE,
+         {190, 0, 170, 55, 0, 0, 0, 0, 0xEE, 0xEE}},
+        {MODEL_CMYK, MODEL_RGB, 8, 0, {190, 0, 170, 55, 0, 0, 0, 255}, 0xEE,
+         {10, 200, 30, 0, 0, 0, 0xEE, 0xEE}},
+        // Same model: a plain copy of count bytes, without the dialog (were one
+        // asked for, its creation would fail and the call with it).
+        {MODEL_LAB, MODEL_LAB, 5, 1, {1, 2, 3, 4, 5}, 9, {1, 2, 3, 4, 5, 9}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(testing::Message() << c.from << "->" << c.to);
+        std::vector<BYTE> destination(c.expected.size(), c.fill);
+        if (c.progress) convtest::ArrangeDialogFailure();
+        GetThreadState()->convertError = 99;
+        EXPECT_EQ(ConvertColorSpace(c.source.data(), destination.data(), c.count, c.from, c.to,
+                                    c.progress, nullptr),
+                  c.count);
+        convtest::ResetDialogScript();
+        EXPECT_EQ(destination, c.expected);
+        EXPECT_EQ(GetThreadState()->progressDialog, nullptr);
+        EXPECT_EQ(GetLastColorConvertError(), 0u);
+    }
 }
 
 TEST(ConvertColorSpace, ChecksStoreTheirCodesInOrder) {
-    BYTE buffer[12] = {};
+    BYTE b[12] = {};
     struct Case {
         const BYTE *source;
         BYTE *destination;
         int count, from, to;
         DWORD code;
     } cases[] = {
-        {buffer, buffer, 3, 0, 1, CCE_BADMODEL},
-        {buffer, buffer, 3, 10, 1, CCE_BADMODEL},
-        {buffer, buffer, 3, 1, 0, CCE_BADMODEL},
-        {buffer, buffer, 3, 1, 10, CCE_BADMODEL},
-        {buffer, buffer, 3, -1, 1, CCE_BADMODEL},
-        {nullptr, nullptr, 0, 0, 1, CCE_BADMODEL}, // the models are tested first
-        {buffer, buffer, 0, 1, 6, CCE_BADARGUMENT},
-        {buffer, buffer, -3, 1, 6, CCE_BADARGUMENT},
-        {nullptr, buffer, 3, 1, 6, CCE_BADARGUMENT},
-        {buffer, nullptr, 3, 1, 6, CCE_BADARGUMENT},
-        {buffer, buffer, 0, 1, 1, CCE_BADARGUMENT},
-        {buffer, buffer, 0, 4, 1, CCE_BADARGUMENT},
+        {b, b, 3, 0, 1, CCE_BADMODEL},         {b, b, 3, 10, 1, CCE_BADMODEL},
+        {b, b, 3, 1, 0, CCE_BADMODEL},         {b, b, 3, 1, 10, CCE_BADMODEL},
+        {b, b, 3, -1, 1, CCE_BADMODEL},        {nullptr, nullptr, 0, 0, 1, CCE_BADMODEL},
+        {b, b, 0, 1, 6, CCE_BADARGUMENT},      {b, b, -3, 1, 6, CCE_BADARGUMENT},
+        {nullptr, b, 3, 1, 6, CCE_BADARGUMENT}, {b, nullptr, 3, 1, 6, CCE_BADARGUMENT},
+        {b, b, 0, 1, 1, CCE_BADARGUMENT},      {b, b, 0, 4, 1, CCE_BADARGUMENT},
     };
     for (const Case &c : cases) {
         GetThreadState()->convertError = 99;
@@ -118,77 +88,43 @@ TEST(ConvertColorSpaceDialogFailure, StoresNoProgressAndConvertsNothing) {
     BYTE source[6] = {1, 2, 3, 4, 5, 6};
     BYTE destination[8] = {7, 7, 7, 7, 7, 7, 7, 7};
     for (int from : {MODEL_RGB, MODEL_CMYK}) {
+        convtest::ArrangeDialogFailure();
         EXPECT_EQ(ConvertColorSpace(source, destination, 6, from, MODEL_LAB, 1, nullptr), -1);
         EXPECT_EQ(CceName(GetLastColorConvertError()), "CCE_NOPROGRESS");
-        convtest::ArrangeDialogFailure();
     }
     convtest::ResetDialogScript();
     for (BYTE b : destination) EXPECT_EQ(b, 7) << "nothing is converted";
 }
 
-// Every ordered pair, on a buffer of random pixels, against the single-value
-// conversion applied to each pixel.
+// Converts count random bytes into an exactly-sized destination filled with a
+// marker: each whole pixel holds the single-value conversion of its source
+// pixel, and a trailing partial pixel is walked but not converted.
+void ExpectEachPixelConverted(int from, int to, int count, uint32_t seed) {
+    SCOPED_TRACE(testing::Message() << from << "->" << to << " count " << count);
+    std::vector<BYTE> source = RandomBytes(static_cast<size_t>(count), seed);
+    auto src = Exact(source);
+    std::vector<BYTE> marker(std::max<size_t>(DestinationSize(count, from, to), 1), 0xC3);
+    auto dst = Exact(marker);
+    ASSERT_EQ(ConvertColorSpace(src.get(), dst.get(), count, from, to, 0, nullptr), count);
+    const int whole = count / BufferBytes(from), n = BufferBytes(to);
+    for (int p = 0; p < whole; ++p)
+        ASSERT_EQ(std::vector<BYTE>(dst.get() + p * n, dst.get() + (p + 1) * n),
+                  ConvertOne(from, to, &source[p * BufferBytes(from)]))
+            << "pixel " << p;
+    for (size_t k = static_cast<size_t>(whole) * n; k < marker.size(); ++k)
+        EXPECT_EQ(dst[k], 0xC3) << "byte " << k << " past the whole pixels";
+}
+
 TEST(ConvertColorSpace, EveryPairConvertsEachPixelWithItsConversion) {
     int pairs = 0;
-    for (const pax::ConversionEntry &e : pax::kConversions) {
-        SCOPED_TRACE(e.name);
-        const int from = e.fromModel, to = e.toModel;
-        const int pixels = 97;
-        const int count = pixels * BufferBytes(from);
-        std::vector<BYTE> source = RandomBytes(static_cast<size_t>(count), 1000u + pairs);
-        auto src = Exact(source);
-        std::vector<BYTE> destination(DestinationSize(count, from, to), 0);
-        auto dst = Exact(destination);
-        ASSERT_EQ(ConvertColorSpace(src.get(), dst.get(), count, from, to, 0, nullptr), count);
-        for (int p = 0; p < pixels; ++p) {
-            std::vector<BYTE> want = ConvertOne(from, to, &source[p * BufferBytes(from)]);
-            std::vector<BYTE> got(dst.get() + p * BufferBytes(to),
-                                  dst.get() + (p + 1) * BufferBytes(to));
-            ASSERT_EQ(got, want) << "pixel " << p;
-        }
-        ++pairs;
-    }
+    for (const pax::ConversionEntry &e : pax::kConversions)
+        ExpectEachPixelConverted(e.fromModel, e.toModel, 97 * BufferBytes(e.fromModel),
+                                 1000u + pairs++);
     EXPECT_EQ(pairs, 72);
-}
-
-TEST(ConvertColorSpace, SourceAndDestinationMayBeTheSameBuffer) {
-    std::vector<BYTE> source = RandomBytes(30, 7);
-    std::vector<BYTE> inPlace = source;
-    ASSERT_EQ(ConvertColorSpace(inPlace.data(), inPlace.data(), 30, MODEL_RGB, MODEL_LAB, 0,
-                                nullptr),
-              30);
-    for (int p = 0; p < 10; ++p)
-        EXPECT_EQ(std::vector<BYTE>(&inPlace[p * 3], &inPlace[p * 3] + 3),
-                  ConvertOne(MODEL_RGB, MODEL_LAB, &source[p * 3]));
-}
-
-// A count that is not a whole number of source pixels: the trailing part is
-// walked but not converted; nothing outside either buffer is touched.
-TEST(ConvertColorSpace, TrailingPartialPixelIsWalkedButNotConverted) {
-    struct Case {
-        int from, to, count;
-    } cases[] = {{MODEL_RGB, MODEL_HSV, 8}, {MODEL_RGB, MODEL_CMYK, 7}, {MODEL_RGB, MODEL_CMYK, 2},
-                 {MODEL_CMYK, MODEL_RGB, 10}, {MODEL_CMYK, MODEL_LAB, 3}, {MODEL_YIQ, MODEL_XYZ, 1}};
-    for (const Case &c : cases) {
-        SCOPED_TRACE(testing::Message() << ModelName(c.from) << "->" << ModelName(c.to) << " count "
-                                        << c.count);
-        std::vector<BYTE> source = RandomBytes(static_cast<size_t>(c.count), 11);
-        auto src = Exact(source);
-        const size_t size = DestinationSize(c.count, c.from, c.to);
-        // The destination holds exactly what count implies (at least one byte
-        // so that the pointer is not null), filled with a marker.
-        std::vector<BYTE> marker(std::max<size_t>(size, 1), 0xC3);
-        auto dst = Exact(marker);
-        EXPECT_EQ(ConvertColorSpace(src.get(), dst.get(), c.count, c.from, c.to, 0, nullptr),
-                  c.count);
-        const int whole = c.count / BufferBytes(c.from);
-        for (int p = 0; p < whole; ++p)
-            EXPECT_EQ(std::vector<BYTE>(dst.get() + p * BufferBytes(c.to),
-                                        dst.get() + (p + 1) * BufferBytes(c.to)),
-                      ConvertOne(c.from, c.to, &source[p * BufferBytes(c.from)]));
-        for (size_t k = static_cast<size_t>(whole) * BufferBytes(c.to); k < marker.size(); ++k)
-            EXPECT_EQ(dst[k], 0xC3) << "byte " << k << " past the whole pixels";
-    }
+    const int partial[][3] = {{MODEL_RGB, MODEL_HSV, 8},   {MODEL_RGB, MODEL_CMYK, 7},
+                              {MODEL_RGB, MODEL_CMYK, 2},  {MODEL_CMYK, MODEL_RGB, 10},
+                              {MODEL_CMYK, MODEL_LAB, 3},  {MODEL_YIQ, MODEL_XYZ, 1}};
+    for (const auto &c : partial) ExpectEachPixelConverted(c[0], c[1], c[2], 11);
 }
 
 // The buffer conversion takes no global memory and locks nothing, so a sweep

@@ -61,34 +61,35 @@ TEST_F(ConversionProgress, ThreeThousandBytesStepAtZeroAndFifteenHundred) {
 }
 
 // Cancel after step k reaches the walk in step k + 1, at byte k x 1500: that
-// byte's pixel still converts and the walk stops at the next index.
+// byte's pixel still converts and the walk stops at the next index. A CMYK
+// source steps on its source bytes too.
 TEST_F(ConversionProgress, CancelAfterAStepStopsAtTheNextIndex) {
-    std::vector<BYTE> source(9000, 0);
-    for (long k : {1, 2, 5}) {
-        SCOPED_TRACE(testing::Message() << "cancel after step " << k);
-        std::vector<BYTE> destination(9000, 0);
+    struct Case {
+        int from, count;
+        long cancelAfter, rangeMax, returned, converted;
+    } cases[] = {
+        {MODEL_RGB, 9000, 1, 7, 1501, 1503},
+        {MODEL_RGB, 9000, 2, 7, 3001, 3003},
+        {MODEL_RGB, 9000, 5, 7, 7501, 7503},
+        {MODEL_CMYK, 6000, 2, 5, 3001, 751 * 3}, // 751 pixels start below 3001
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(testing::Message() << c.from << " cancel after step " << c.cancelAfter);
+        std::vector<BYTE> source(static_cast<size_t>(c.count), 0), destination(9000, 0);
         HWND owner = convtest::MakeOwner();
-        convtest::StepWatch watch(k);
-        const int returned = ConvertColorSpace(source.data(), destination.data(), 9000, MODEL_RGB,
-                                               MODEL_CMY, 1, owner);
-        EXPECT_EQ(returned, k * 1500 + 1);
+        {
+            convtest::StepWatch watch(c.cancelAfter);
+            EXPECT_EQ(ConvertColorSpace(source.data(), destination.data(), c.count, c.from,
+                                        c.from == MODEL_RGB ? MODEL_CMY : MODEL_RGB, 1, owner),
+                      c.returned);
+            EXPECT_EQ(watch.RangeMax(), c.rangeMax); // (count + 1) div 1500 + 1
+        }
         EXPECT_EQ(GetLastColorConvertError(), 0u);
-        EXPECT_EQ(ConvertedPrefix(destination), k * 1500 + 3); // the pixel at k x 1500 included
+        EXPECT_EQ(ConvertedPrefix(destination), c.converted);
         EXPECT_EQ(GetThreadState()->cancelled, 1u);
         EXPECT_TRUE(IsWindowEnabled(owner));
         DestroyWindow(owner);
     }
-}
-
-TEST_F(ConversionProgress, CmykBufferStepsOnSourceBytes) {
-    std::vector<BYTE> source(6000, 0), destination(4500, 0);
-    convtest::StepWatch watch(2);
-    EXPECT_EQ(ConvertColorSpace(source.data(), destination.data(), 6000, MODEL_CMYK, MODEL_RGB, 1,
-                                nullptr),
-              3001);
-    EXPECT_EQ(watch.RangeMax(), 5); // (6001 div 1500) + 1
-    // Pixels starting below 3001 are converted: 751 of them, 3 bytes each.
-    EXPECT_EQ(ConvertedPrefix(destination), 751 * 3);
 }
 
 TEST_F(ConversionProgress, TimerCancelStopsALargeBufferMidRun) {
@@ -108,69 +109,50 @@ TEST_F(ConversionProgress, TimerCancelStopsALargeBufferMidRun) {
     DestroyWindow(owner);
 }
 
+// Width 500 at 24 bits, or 375 of CMYK at 32, gives a stride of 1500: each
+// row is one step.
 TEST_F(ConversionProgress, ImageStepsOnTheBytesOfItsRows) {
-    // Width 500 at 24 bits: stride 1500, so each row is one step.
-    HGLOBAL image = convtest::MakeModelImage(MODEL_RGB, 500, 3, 4);
-    {
+    const int cases[][5] = {{MODEL_RGB, 500, 3, MODEL_HSV, 4}, {MODEL_CMYK, 375, 4, MODEL_LAB, 5}};
+    for (const auto &c : cases) {
+        HGLOBAL image = convtest::MakeModelImage(c[0], c[1], c[2], 4);
         convtest::StepWatch watch;
-        HGLOBAL result = ConvertDIBColorSpace(image, MODEL_RGB, MODEL_HSV, 1, nullptr);
-        ASSERT_NE(result, nullptr);
-        EXPECT_EQ(watch.RangeMax(), 4); // (4501 div 1500) + 1
-        EXPECT_EQ(watch.Steps(), 3);
+        HGLOBAL result = ConvertDIBColorSpace(image, c[0], c[3], 1, nullptr);
+        EXPECT_NE(result, nullptr);
+        EXPECT_EQ(watch.RangeMax(), c[4]); // (1500 x rows + 1) div 1500 + 1
+        EXPECT_EQ(watch.Steps(), c[2]);
         GlobalFree(result);
+        GlobalFree(image);
     }
-    GlobalFree(image);
-
-    // CMYK source: 32 bits, width 375 gives a stride of 1500 as well.
-    HGLOBAL cmyk = convtest::MakeModelImage(MODEL_CMYK, 375, 4, 5);
-    {
-        convtest::StepWatch watch;
-        HGLOBAL result = ConvertDIBColorSpace(cmyk, MODEL_CMYK, MODEL_LAB, 1, nullptr);
-        ASSERT_NE(result, nullptr);
-        EXPECT_EQ(watch.RangeMax(), 5); // (6001 div 1500) + 1
-        EXPECT_EQ(watch.Steps(), 4);
-        GlobalFree(result);
-    }
-    GlobalFree(cmyk);
 }
 
+// A cancelled image conversion returns null with no code, leaves no block and
+// the image as it was: Cancel after step 3, or clicked by a timer on a large
+// image.
 TEST_F(ConversionProgress, CancelledImageConversionReturnsNullAndLeavesNoBlock) {
-    for (int from : {MODEL_RGB, MODEL_CMYK}) {
-        for (int to : {MODEL_HSV, MODEL_CMYK, MODEL_RGB}) {
-            if (from == to) continue;
-            SCOPED_TRACE(testing::Message() << from << "->" << to);
-            HGLOBAL image = convtest::MakeModelImage(from, 400, 40, 6);
-            std::vector<BYTE> before = paxtest::BlockBytes(image);
-            HWND owner = convtest::MakeOwner();
-            paxtest::Snapshot s = paxtest::TakeSnapshot();
-            {
-                convtest::StepWatch watch(3);
-                EXPECT_EQ(ConvertDIBColorSpace(image, from, to, 1, owner), nullptr);
-            }
-            paxtest::ExpectCensus(s, 0, "cancelled");
-            EXPECT_EQ(GetLastColorConvertError(), 0u);
-            EXPECT_TRUE(IsWindowEnabled(owner));
-            EXPECT_EQ(paxtest::LockCount(image), 0);
-            EXPECT_TRUE(paxtest::BlockBytes(image) == before);
-            DestroyWindow(owner);
-            GlobalFree(image);
+    const int cases[][4] = {{MODEL_RGB, MODEL_HSV, 400, 0},   {MODEL_RGB, MODEL_CMYK, 400, 0},
+                            {MODEL_CMYK, MODEL_HSV, 400, 0},  {MODEL_CMYK, MODEL_RGB, 400, 0},
+                            {MODEL_RGB, MODEL_LAB, 2048, 1}};
+    for (const auto &c : cases) {
+        const int from = c[0], to = c[1];
+        SCOPED_TRACE(testing::Message() << from << "->" << to << (c[3] ? " by timer" : ""));
+        HGLOBAL image = convtest::MakeModelImage(from, c[2], c[3] ? 2048 : 40, 6);
+        std::vector<BYTE> before = paxtest::BlockBytes(image);
+        HWND owner = convtest::MakeOwner();
+        paxtest::Snapshot s = paxtest::TakeSnapshot();
+        {
+            convtest::StepWatch watch(c[3] ? 0 : 3);
+            if (c[3]) convtest::ClickCancelAfter(10);
+            EXPECT_EQ(ConvertDIBColorSpace(image, from, to, 1, owner), nullptr);
         }
+        paxtest::ExpectCensus(s, 0, "cancelled");
+        EXPECT_EQ(GetLastColorConvertError(), 0u);
+        EXPECT_EQ(GetThreadState()->cancelled, 1u);
+        EXPECT_TRUE(IsWindowEnabled(owner));
+        EXPECT_EQ(paxtest::LockCount(image), 0);
+        EXPECT_TRUE(paxtest::BlockBytes(image) == before);
+        DestroyWindow(owner);
+        GlobalFree(image);
     }
-}
-
-TEST_F(ConversionProgress, TimerCancelStopsALargeImage) {
-    HGLOBAL image = convtest::MakeModelImage(MODEL_RGB, 2048, 2048, 7);
-    HWND owner = convtest::MakeOwner();
-    paxtest::Snapshot s = paxtest::TakeSnapshot();
-    convtest::ClickCancelAfter(10);
-    EXPECT_EQ(ConvertDIBColorSpace(image, MODEL_RGB, MODEL_LAB, 1, owner), nullptr);
-    paxtest::ExpectCensus(s, 0, "cancelled by the timer");
-    EXPECT_EQ(GetLastColorConvertError(), 0u);
-    EXPECT_EQ(GetThreadState()->cancelled, 1u);
-    EXPECT_TRUE(IsWindowEnabled(owner));
-    EXPECT_EQ(paxtest::LockCount(image), 0);
-    DestroyWindow(owner);
-    GlobalFree(image);
 }
 
 TEST(ConvertDIBColorSpaceDialogFailure, StoresNoProgressAndLeavesNoBlock) {

@@ -14,12 +14,6 @@
 
 namespace convtest {
 
-const char *ModelName(int model) {
-    static const char *const names[] = {"?",   "RGB", "YUV", "CMY", "CMYK",
-                                        "YIQ", "HSV", "HSI", "XYZ", "LAB"};
-    return model >= 1 && model <= 9 ? names[model] : "?";
-}
-
 std::vector<BYTE> ConvertOne(int from, int to, const BYTE *value) {
     pax::Conversion c = pax::FindConversion(from, to);
     if (c.toCmyk) {
@@ -31,11 +25,16 @@ std::vector<BYTE> ConvertOne(int from, int to, const BYTE *value) {
     return {out[0], out[1], out[2]};
 }
 
-HGLOBAL MakeModelImage(int model, int width, int height, uint32_t seed, int bits, BYTE padByte) {
+std::vector<BYTE> RandomBytes(size_t n, uint32_t seed) {
     paxtest::Rng rng(seed);
+    std::vector<BYTE> v(n);
+    for (BYTE &b : v) b = rng.Byte();
+    return v;
+}
+
+HGLOBAL MakeModelImage(int model, int width, int height, uint32_t seed, int bits, BYTE padByte) {
     if (model == MODEL_CMYK) bits = 32;
-    std::vector<BYTE> bytes(static_cast<size_t>(width) * height * (bits / 8));
-    for (BYTE &b : bytes) b = rng.Byte();
+    std::vector<BYTE> bytes = RandomBytes(static_cast<size_t>(width) * height * (bits / 8), seed);
     return paxtest::MakeDib(
         width, height, bits,
         [&](int x, int y, int k) {

@@ -10,16 +10,12 @@
 
 #include <cstdint>
 #include <functional>
-#include <string>
 #include <vector>
 
 namespace convtest {
 
-const char *ModelName(int model);
-
 // Bytes per pixel of a buffer of the model: 4 for CMYK, 3 otherwise.
 inline int BufferBytes(int model) { return model == MODEL_CMYK ? 4 : 3; }
-
 // The tag an image of the model carries.
 inline DWORD TagOf(int model) { return model == MODEL_RGB ? 0 : static_cast<DWORD>(model + 8); }
 
@@ -27,10 +23,19 @@ inline DWORD TagOf(int model) { return model == MODEL_RGB ? 0 : static_cast<DWOR
 // single-value conversion of the pair.
 std::vector<BYTE> ConvertOne(int from, int to, const BYTE *value);
 
+std::vector<BYTE> RandomBytes(size_t n, uint32_t seed);
+
 // A seeded random image tagged with the model: 32 bits for CMYK, else `bits`
 // (24 or 32). Padding bytes are padByte.
 HGLOBAL MakeModelImage(int model, int width, int height, uint32_t seed, int bits = 24,
                        BYTE padByte = 0x5A);
+// Sets one field of an image's header in place and returns the image.
+template <class F>
+HGLOBAL WithField(HGLOBAL image, F BITMAPINFOHEADER::*field, long long value) {
+    static_cast<BITMAPINFOHEADER *>(GlobalLock(image))->*field = static_cast<F>(value);
+    GlobalUnlock(image);
+    return image;
+}
 
 // Pixel bytes of a block from its header: offset of the rows and stride.
 struct Rows {
@@ -59,13 +64,11 @@ public:
 
 // Whether the dialog can be shown (a display under Wine; always on Linux).
 bool HaveDisplay();
-
 // An owner window for the dialog, and a timer that clicks Cancel after ms
 // milliseconds (the real button on Windows; the scripted one on Linux, after
 // the second step).
 HWND MakeOwner();
 void ClickCancelAfter(unsigned ms);
-
 // Makes the next dialog creation fail where that can be arranged: scripted on
 // Linux; on Windows only when there is no display, so that it fails anyway.
 bool ArrangeDialogFailure();

@@ -5,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 #ifndef _WIN32
 #include "win32lite_test.h"
 #endif
@@ -17,18 +15,23 @@ using convtest::ConvertOne;
 using convtest::MakeModelImage;
 using convtest::ReadRows;
 using convtest::Rows;
+using convtest::WithField;
+using H = BITMAPINFOHEADER;
 using paxtest::CceName;
+
+const HGLOBAL kUntouched = reinterpret_cast<HGLOBAL>(0x1234);
 
 // The outputs of a split of `image` into `model`, checked pixel by pixel
 // against the single-value conversion of each source pixel; `order` gives the
-// component that each output holds.
-void ExpectChannels(HGLOBAL image, const HGLOBAL *channels, int n, int model,
+// component that each output holds. Padding of 24-bit outputs keeps the
+// image's values.
+void ExpectChannels(HGLOBAL image, const HGLOBAL *channels, int model,
                     const std::vector<int> &order) {
     const Rows src = ReadRows(image);
     const int width = src.header.biWidth, height = src.header.biHeight;
     const int bytes = src.header.biBitCount / 8;
     const int outBytes = model == MODEL_CMYK ? 4 : bytes;
-    for (int k = 0; k < n; ++k) {
+    for (size_t k = 0; k < order.size(); ++k) {
         SCOPED_TRACE(testing::Message() << "output " << k);
         const Rows out = ReadRows(channels[k]);
         EXPECT_EQ(out.header.biCompression, 0u);
@@ -36,78 +39,51 @@ void ExpectChannels(HGLOBAL image, const HGLOBAL *channels, int n, int model,
         EXPECT_EQ(out.header.biWidth, width);
         EXPECT_EQ(out.header.biHeight, height);
         EXPECT_EQ(paxtest::LockCount(channels[k]), 0);
-        for (int y = 0; y < height; ++y)
+        for (int y = 0; y < height; ++y) {
+            for (size_t c = 3u * width; outBytes == 3 && c < out.stride; ++c)
+                EXPECT_EQ(out.Pixel(0, y, 3)[c], src.Pixel(0, y, 3)[c]) << "padding of row " << y;
             for (int x = 0; x < width; ++x) {
                 const BYTE *p = src.Pixel(x, y, bytes);
                 std::vector<BYTE> value = {p[2], p[1], p[0]};
                 if (model != MODEL_RGB) value = ConvertOne(MODEL_RGB, model, value.data());
                 else if (bytes == 4) value.push_back(p[3]);
-                const BYTE want = value[order[k]];
                 const BYTE *q = out.Pixel(x, y, outBytes);
                 for (int b = 0; b < outBytes; ++b)
-                    ASSERT_EQ(q[b], want) << "pixel (" << x << ", " << y << ") byte " << b;
+                    ASSERT_EQ(q[b], value[order[k]]) << "pixel (" << x << ", " << y << ") byte " << b;
             }
+        }
     }
 }
 
-void FreeAll(HGLOBAL *channels, int n) {
-    for (int k = 0; k < n; ++k) GlobalFree(channels[k]);
-}
-
-TEST(SplitColorChannels, RgbGivesRedGreenBlue) {
-    HGLOBAL image = MakeModelImage(MODEL_RGB, 5, 3, 1, 24, 0x3C);
-    HGLOBAL channels[3] = {};
-    paxtest::Snapshot s = paxtest::TakeSnapshot();
-    ASSERT_EQ(SplitColorChannels(image, channels, MODEL_RGB), 3);
-    paxtest::ExpectCensus(s, 3, "three outputs");
-    ExpectChannels(image, channels, 3, MODEL_RGB, {0, 1, 2});
-    // Row padding keeps the image's values.
-    for (int k = 0; k < 3; ++k) EXPECT_EQ(ReadRows(channels[k]).Pixel(0, 1, 3)[15], 0x3C);
-    EXPECT_EQ(GetLastColorConvertError(), 0u);
-    EXPECT_EQ(paxtest::LockCount(image), 0);
-    FreeAll(channels, 3);
-    GlobalFree(image);
-}
-
+// Every model from a 24-bit image, and RGB from a 32-bit one; CMYK outputs
+// are M, Y, K, C (stored bytes 2, 1, 0, 3 of a CMYK pixel).
 TEST(SplitColorChannels, EveryModelGivesItsComponentsInOrder) {
-    for (int model = MODEL_YUV; model <= MODEL_LAB; ++model) {
-        SCOPED_TRACE(convtest::ModelName(model));
-        HGLOBAL image = MakeModelImage(MODEL_RGB, 3, 4, 40u + model);
+    for (int model = MODEL_RGB; model <= MODEL_LAB + 1; ++model) {
+        const int m = model > MODEL_LAB ? MODEL_RGB : model, bits = model > MODEL_LAB ? 32 : 24;
+        SCOPED_TRACE(testing::Message() << "model " << m << " bits " << bits);
+        HGLOBAL image = MakeModelImage(MODEL_RGB, 5, 3, 40u + model, bits, 0x3C);
+        const std::vector<int> order = m == MODEL_CMYK ? std::vector<int>{1, 2, 3, 0}
+                                       : bits == 32    ? std::vector<int>{0, 1, 2, 3}
+                                                       : std::vector<int>{0, 1, 2};
         HGLOBAL channels[4] = {};
         paxtest::Snapshot s = paxtest::TakeSnapshot();
-        const int n = SplitColorChannels(image, channels, static_cast<BYTE>(model));
-        if (model == MODEL_CMYK) {
-            ASSERT_EQ(n, 4);
-            // M, Y, K, C: stored bytes 2, 1, 0, 3 of a CMYK pixel.
-            ExpectChannels(image, channels, 4, model, {1, 2, 3, 0});
-        } else {
-            ASSERT_EQ(n, 3);
-            ExpectChannels(image, channels, 3, model, {0, 1, 2});
-        }
+        GetThreadState()->convertError = 99;
+        const int n = SplitColorChannels(image, channels, static_cast<BYTE>(m));
+        ASSERT_EQ(n, static_cast<int>(order.size()));
         paxtest::ExpectCensus(s, n, "outputs only; the temporary image is freed");
-        FreeAll(channels, n);
+        EXPECT_EQ(GetLastColorConvertError(), 0u);
+        EXPECT_EQ(paxtest::LockCount(image), 0);
+        ExpectChannels(image, channels, m, order);
+        for (int k = 0; k < n; ++k) GlobalFree(channels[k]);
         GlobalFree(image);
     }
 }
 
-TEST(SplitColorChannels, ThirtyTwoBitRgbGivesFourOutputs) {
-    HGLOBAL image = MakeModelImage(MODEL_RGB, 3, 2, 3, 32);
-    HGLOBAL channels[4] = {};
-    ASSERT_EQ(SplitColorChannels(image, channels, MODEL_RGB), 4);
-    ExpectChannels(image, channels, 4, MODEL_RGB, {0, 1, 2, 3});
-    FreeAll(channels, 4);
-    EXPECT_EQ(SplitColorChannels(image, channels, MODEL_YUV), 0);
-    EXPECT_EQ(CceName(GetLastColorConvertError()), "CCE_BADARGUMENT");
-    GlobalFree(image);
-}
-
 TEST(SplitColorChannels, RefusedCallsAndTheirCodes) {
-    auto withHeader = [](HGLOBAL image, void (*edit)(BITMAPINFOHEADER *)) {
-        auto *h = static_cast<BITMAPINFOHEADER *>(GlobalLock(image));
-        edit(h);
-        GlobalUnlock(image);
-        return image;
+    auto dib = [](int bits) {
+        return paxtest::MakeDib(4, 2, bits, [](int, int, int) { return BYTE{1}; });
     };
+    auto rgb33 = [] { return MakeModelImage(MODEL_RGB, 3, 3, 3); };
     HGLOBAL rgb = MakeModelImage(MODEL_RGB, 3, 3, 1);
     HGLOBAL channels[4];
     struct Case {
@@ -123,23 +99,17 @@ TEST(SplitColorChannels, RefusedCallsAndTheirCodes) {
         {"null array", rgb, nullptr, 1, CCE_BADARGUMENT},
         {"tagged HSV", MakeModelImage(MODEL_HSV, 3, 3, 2), channels, 1, CCE_BADMODEL},
         {"block smaller than a header", GlobalAlloc(GHND, 16), channels, 1, CCE_BADMODEL},
-        {"8-bit", paxtest::MakeDib(4, 2, 8, [](int, int, int) { return BYTE{1}; }), channels, 1,
-         CCE_NONE},
-        {"16-bit", paxtest::MakeDib(4, 2, 16, [](int, int, int) { return BYTE{1}; }), channels, 6,
-         CCE_NONE},
-        {"more rows than the block holds",
-         withHeader(MakeModelImage(MODEL_RGB, 3, 3, 3), [](BITMAPINFOHEADER *h) { h->biHeight = 9; }),
-         channels, 1, CCE_BADARGUMENT},
-        {"more rows than the block holds, converted",
-         withHeader(MakeModelImage(MODEL_RGB, 3, 3, 3), [](BITMAPINFOHEADER *h) { h->biHeight = 9; }),
-         channels, 6, CCE_BADARGUMENT},
-        {"core header",
-         withHeader(MakeModelImage(MODEL_RGB, 3, 3, 3), [](BITMAPINFOHEADER *h) { h->biSize = 12; }),
-         channels, 1, CCE_BADARGUMENT},
+        {"8-bit", dib(8), channels, 1, CCE_NONE},
+        {"16-bit", dib(16), channels, 6, CCE_NONE},
+        {"32-bit into YUV", MakeModelImage(MODEL_RGB, 3, 2, 3, 32), channels, 2, CCE_BADARGUMENT},
+        {"too many rows", WithField(rgb33(), &H::biHeight, 9), channels, 1, CCE_BADARGUMENT},
+        {"too many rows, converted", WithField(rgb33(), &H::biHeight, 9), channels, 6,
+         CCE_BADARGUMENT},
+        {"core header", WithField(rgb33(), &H::biSize, 12), channels, 1, CCE_BADARGUMENT},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.what);
-        for (HGLOBAL &h : channels) h = reinterpret_cast<HGLOBAL>(0x1234);
+        for (HGLOBAL &h : channels) h = kUntouched;
         paxtest::Snapshot s = paxtest::TakeSnapshot();
         GetThreadState()->convertError = 99;
         EXPECT_EQ(SplitColorChannels(c.image, c.array, static_cast<BYTE>(c.model)), 0);
@@ -149,7 +119,7 @@ TEST(SplitColorChannels, RefusedCallsAndTheirCodes) {
             EXPECT_EQ(paxtest::LockCount(c.image), 0);
         }
         // Before the number of outputs is known the array is left alone.
-        for (HGLOBAL h : channels) EXPECT_EQ(h, reinterpret_cast<HGLOBAL>(0x1234));
+        for (HGLOBAL h : channels) EXPECT_EQ(h, kUntouched);
     }
     for (const Case &c : cases)
         if (c.image && c.image != rgb) GlobalFree(c.image);
@@ -178,20 +148,15 @@ TEST(SplitColorChannels, PlatformFailuresStoreTheirCodesAndClearTheArray) {
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.what);
-        HGLOBAL channels[3];
-        for (HGLOBAL &h : channels) h = reinterpret_cast<HGLOBAL>(0x1234);
+        HGLOBAL channels[3] = {kUntouched, kUntouched, kUntouched};
         paxtest::Snapshot s = paxtest::TakeSnapshot();
         win32lite::ResetFaults();
-        if (c.lock)
-            win32lite::FailLockAt(c.at);
-        else
-            win32lite::FailAllocationAt(c.at);
+        c.lock ? win32lite::FailLockAt(c.at) : win32lite::FailAllocationAt(c.at);
         EXPECT_EQ(SplitColorChannels(rgb, channels, static_cast<BYTE>(c.model)), 0);
         win32lite::ResetFaults();
         EXPECT_EQ(CceName(GetLastColorConvertError()), CceName(c.code));
         paxtest::ExpectCensus(s, 0, c.what);
-        for (HGLOBAL h : channels)
-            EXPECT_EQ(h, c.cleared ? nullptr : reinterpret_cast<HGLOBAL>(0x1234));
+        for (HGLOBAL h : channels) EXPECT_EQ(h, c.cleared ? nullptr : kUntouched);
     }
     GlobalFree(rgb);
 }
@@ -205,7 +170,7 @@ TEST(SplitColorChannels, FailureSweepsLeaveNothingBehind) {
         int model;
     } ops[] = {{rgb, MODEL_RGB}, {rgb, MODEL_HSV}, {rgb, MODEL_CMYK}, {rgb32, MODEL_RGB}};
     for (const Op &op : ops) {
-        SCOPED_TRACE(convtest::ModelName(op.model));
+        SCOPED_TRACE(testing::Message() << "model " << op.model);
         paxtest::SweepCounts n = paxtest::SweepFailures(
             [&] {
                 HGLOBAL channels[4] = {};
