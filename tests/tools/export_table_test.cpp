@@ -1,8 +1,7 @@
 // The library's export table as a host sees it: the built library is loaded
 // at run time and every function is looked up by name (and on Windows by
-// ordinal). The full table of 93 names and ordinals is written out here; the
-// module definition says which of them this build exports, and once it lists
-// all 93 it must equal the full table exactly. On Windows the version record,
+// ordinal). The full table of 93 names and ordinals is written out here and
+// the module definition must equal it exactly. On Windows the version record,
 // the manifest and the progress dialog's template are read back as well.
 #include <gtest/gtest.h>
 
@@ -10,7 +9,6 @@
 #include <cstring>
 #include <fstream>
 #include <map>
-#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -63,8 +61,7 @@ static_assert(kFullCount == 93, "93 exports");
 std::string OwnFolder() {
     char path[4096] = {};
 #ifdef _WIN32
-    DWORD n = GetModuleFileNameA(nullptr, path, sizeof path);
-    std::string p(path, n);
+    std::string p(path, GetModuleFileNameA(nullptr, path, sizeof path));
     return p.substr(0, p.find_last_of("\\/") + 1);
 #else
     ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
@@ -73,153 +70,67 @@ std::string OwnFolder() {
 #endif
 }
 
-struct DefEntry {
-    std::string name;
-    int ordinal;
-};
-
-// The module definition as the build copied it beside this program.
-struct ModuleDefinition {
-    std::string libraryName;
-    std::vector<DefEntry> exports;
-};
-
-ModuleDefinition ReadModuleDefinition() {
-    ModuleDefinition def;
+// The module definition as the build copied it beside this program: the
+// LIBRARY name and the EXPORTS lines as (name, ordinal).
+std::vector<std::pair<std::string, int>> ReadModuleDefinition(std::string &libraryName) {
+    std::vector<std::pair<std::string, int>> exports;
     std::ifstream in(OwnFolder() + "PAXIMGUser.def");
-    std::string line;
+    std::string line, first, at;
     bool inExports = false;
     while (std::getline(in, line)) {
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        std::string code = line.substr(0, line.find(';'));
-        std::istringstream words(code);
-        std::string first;
+        std::istringstream words(line.substr(0, line.find(';')));
         if (!(words >> first)) continue;
-        if (first == "LIBRARY") {
-            words >> def.libraryName;
-            continue;
+        if (first == "LIBRARY") words >> libraryName;
+        else if (first == "EXPORTS") inExports = true;
+        else if (inExports) {
+            at.clear();
+            words >> at;
+            exports.push_back({first, at.size() > 1 && at[0] == '@' ? std::atoi(at.c_str() + 1) : -1});
         }
-        if (first == "EXPORTS") {
-            inExports = true;
-            continue;
-        }
-        if (!inExports) continue;
-        std::string at;
-        words >> at;
-        DefEntry e{first, -1};
-        if (at.size() > 1 && at[0] == '@') e.ordinal = std::atoi(at.c_str() + 1);
-        else if (at == "@") words >> e.ordinal;
-        def.exports.push_back(e);
     }
-    return def;
+    return exports;
 }
 
-const Export *FindInFullTable(const std::string &name) {
-    for (const Export &e : kFullTable)
-        if (name == e.name) return &e;
-    return nullptr;
+#ifdef _WIN32
+HMODULE g_library = nullptr;
+void *ByName(const char *name) { return reinterpret_cast<void *>(GetProcAddress(g_library, name)); }
+void *ByOrdinal(int ordinal) {
+    return reinterpret_cast<void *>(GetProcAddress(g_library, MAKEINTRESOURCEA(ordinal)));
 }
+#else
+void *g_library = nullptr;
+void *ByName(const char *name) { return dlsym(g_library, name); }
+#endif
 
 class ExportTable : public testing::Test {
 protected:
     static void SetUpTestSuite() {
-        def_ = new ModuleDefinition(ReadModuleDefinition());
 #ifdef _WIN32
-        library_ = LoadLibraryA((OwnFolder() + "PAXIMGUser.dll").c_str());
+        g_library = LoadLibraryA((OwnFolder() + "PAXIMGUser.dll").c_str());
 #else
-        library_ = dlopen((OwnFolder() + "libPAXIMGUser.so").c_str(), RTLD_NOW | RTLD_LOCAL);
+        g_library = dlopen((OwnFolder() + "libPAXIMGUser.so").c_str(), RTLD_NOW | RTLD_LOCAL);
 #endif
     }
-    static void TearDownTestSuite() {
-#ifdef _WIN32
-        if (library_) FreeLibrary(library_);
-#else
-        if (library_) dlclose(library_);
-#endif
-        delete def_;
-        library_ = nullptr;
-        def_ = nullptr;
-    }
-    static void *ByName(const char *name) {
-#ifdef _WIN32
-        return reinterpret_cast<void *>(GetProcAddress(library_, name));
-#else
-        return dlsym(library_, name);
-#endif
-    }
-#ifdef _WIN32
-    static void *ByOrdinal(int ordinal) {
-        return reinterpret_cast<void *>(GetProcAddress(library_, MAKEINTRESOURCEA(ordinal)));
-    }
-    static HMODULE library_;
-#else
-    static void *library_;
-#endif
-    static ModuleDefinition *def_;
-
-    std::set<std::string> DefinedNames() const {
-        std::set<std::string> names;
-        for (const DefEntry &e : def_->exports) names.insert(e.name);
-        return names;
-    }
+    void SetUp() override { ASSERT_NE(g_library, nullptr); }
 };
-#ifdef _WIN32
-HMODULE ExportTable::library_ = nullptr;
-#else
-void *ExportTable::library_ = nullptr;
-#endif
-ModuleDefinition *ExportTable::def_ = nullptr;
 
-TEST_F(ExportTable, ModuleDefinitionFollowsTheFullTable) {
-    ASSERT_FALSE(def_->exports.empty()) << "PAXIMGUser.def not found beside the test";
-    EXPECT_EQ(def_->libraryName, "\"PAXIMGUser.dll\"");
-    std::set<std::string> seen;
-    int previous = 0;
-    for (const DefEntry &e : def_->exports) {
-        const Export *full = FindInFullTable(e.name);
-        ASSERT_NE(full, nullptr) << e.name << " is not an export of the library";
-        EXPECT_EQ(e.ordinal, full->ordinal) << e.name;
-        EXPECT_TRUE(seen.insert(e.name).second) << e.name << " listed twice";
-        EXPECT_GT(e.ordinal, previous) << e.name << " out of ordinal order";
-        previous = e.ordinal;
+TEST_F(ExportTable, ModuleDefinitionIsTheFullTable) {
+    std::string libraryName;
+    const auto def = ReadModuleDefinition(libraryName);
+    EXPECT_EQ(libraryName, "\"PAXIMGUser.dll\"");
+    ASSERT_EQ(def.size(), kFullCount) << "PAXIMGUser.def missing or incomplete";
+    for (size_t i = 0; i < kFullCount; ++i) {
+        EXPECT_EQ(def[i].first, kFullTable[i].name);
+        EXPECT_EQ(def[i].second, kFullTable[i].ordinal) << def[i].first;
     }
-    // Once every family has landed the definition is the full table, exactly.
-    if (def_->exports.size() == kFullCount) {
-        for (size_t i = 0; i < kFullCount; ++i) {
-            EXPECT_EQ(def_->exports[i].name, kFullTable[i].name);
-            EXPECT_EQ(def_->exports[i].ordinal, kFullTable[i].ordinal);
-        }
-    }
-    // The status and version exports are there from the start.
-    EXPECT_EQ(seen.count("GetLastColorConvertError"), 1u);
-    EXPECT_EQ(seen.count("GetPaxImageVersion"), 1u);
 }
 
-TEST_F(ExportTable, EveryDefinedNameIsFoundAndNoOtherNameOfTheTable) {
-    ASSERT_NE(library_, nullptr);
-    const std::set<std::string> defined = DefinedNames();
-    ASSERT_FALSE(defined.empty());
-    size_t found = 0;
-    for (const Export &e : kFullTable) {
-        void *address = ByName(e.name);
-        if (defined.count(e.name)) {
-            EXPECT_NE(address, nullptr) << e.name << " is in the module definition but not exported";
-            found += address != nullptr;
-        } else {
-            EXPECT_EQ(address, nullptr) << e.name << " is exported but not in the module definition";
-        }
-    }
-    EXPECT_EQ(found, defined.size());
-    // Names are undecorated and exact: no other spelling finds them.
-    EXPECT_EQ(ByName("getlastcolorconverterror"), nullptr);
-    EXPECT_EQ(ByName("_GetPaxImageVersion"), nullptr);
-    EXPECT_EQ(ByName("GetPaxImageVersion@8"), nullptr);
-}
-
-TEST_F(ExportTable, ExportsCanBeCalledThroughTheTable) {
-    ASSERT_NE(library_, nullptr);
-    using VersionFn = void (*)(char *, int);
-    auto version = reinterpret_cast<VersionFn>(ByName("GetPaxImageVersion"));
+// Every name is exported undecorated and callable; no other spelling finds one.
+TEST_F(ExportTable, EveryNameIsFoundExactly) {
+    for (const Export &e : kFullTable) EXPECT_NE(ByName(e.name), nullptr) << e.name;
+    for (const char *wrong : {"getlastcolorconverterror", "_GetPaxImageVersion", "GetPaxImageVersion@8"})
+        EXPECT_EQ(ByName(wrong), nullptr) << wrong;
+    auto version = reinterpret_cast<void (*)(char *, int)>(ByName("GetPaxImageVersion"));
     ASSERT_NE(version, nullptr);
     char text[32];
     std::memset(text, '#', sizeof text);
@@ -228,102 +139,61 @@ TEST_F(ExportTable, ExportsCanBeCalledThroughTheTable) {
 }
 
 #ifdef _WIN32
-TEST_F(ExportTable, EveryDefinedExportIsFoundByOrdinalAtTheSameAddress) {
-    ASSERT_NE(library_, nullptr);
-    const std::set<std::string> defined = DefinedNames();
+// By ordinal each export is the same function as by name; 1, 77 and 96 find
+// nothing, and the export directory names the module and holds only the table.
+TEST_F(ExportTable, OrdinalsAndExportDirectory) {
     for (const Export &e : kFullTable) {
-        void *byOrdinal = ByOrdinal(e.ordinal);
-        if (defined.count(e.name)) {
-            EXPECT_NE(byOrdinal, nullptr) << e.name << " @" << e.ordinal;
-            EXPECT_EQ(byOrdinal, ByName(e.name)) << e.name << " @" << e.ordinal;
-        } else {
-            EXPECT_EQ(byOrdinal, nullptr) << "ordinal " << e.ordinal << " of " << e.name;
-        }
+        EXPECT_NE(ByOrdinal(e.ordinal), nullptr) << e.name << " @" << e.ordinal;
+        EXPECT_EQ(ByOrdinal(e.ordinal), ByName(e.name)) << e.name << " @" << e.ordinal;
     }
-    // Importing by ordinal reaches the functions.
-    using VersionFn = void(WINAPI *)(char *, int);
-    auto version = reinterpret_cast<VersionFn>(ByOrdinal(95));
-    ASSERT_NE(version, nullptr);
+    for (int unassigned : {1, 77, 96}) EXPECT_EQ(ByOrdinal(unassigned), nullptr) << unassigned;
+    auto version = reinterpret_cast<void(WINAPI *)(char *, int)>(ByOrdinal(95));
     char text[32] = {};
     version(text, 32);
     EXPECT_STREQ(text, "Version 12.08");
-}
 
-TEST_F(ExportTable, UnassignedOrdinalsFindNothing) {
-    ASSERT_NE(library_, nullptr);
-    EXPECT_EQ(ByOrdinal(1), nullptr);
-    EXPECT_EQ(ByOrdinal(77), nullptr);
-    EXPECT_EQ(ByOrdinal(96), nullptr);
-}
-
-// The export directory itself: module name, ordinal base, counts.
-TEST_F(ExportTable, ExportDirectoryNamesTheModule) {
-    ASSERT_NE(library_, nullptr);
-    auto *base = reinterpret_cast<const BYTE *>(library_);
+    auto *base = reinterpret_cast<const BYTE *>(g_library);
     auto *dos = reinterpret_cast<const IMAGE_DOS_HEADER *>(base);
-    ASSERT_EQ(dos->e_magic, IMAGE_DOS_SIGNATURE);
     auto *nt = reinterpret_cast<const IMAGE_NT_HEADERS64 *>(base + dos->e_lfanew);
     ASSERT_EQ(nt->Signature, (DWORD)IMAGE_NT_SIGNATURE);
     const IMAGE_DATA_DIRECTORY &dir = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_EXPORT];
-    ASSERT_NE(dir.VirtualAddress, 0u);
     auto *exports = reinterpret_cast<const IMAGE_EXPORT_DIRECTORY *>(base + dir.VirtualAddress);
     EXPECT_STREQ(reinterpret_cast<const char *>(base + exports->Name), "PAXIMGUser.dll");
-    EXPECT_EQ(exports->NumberOfNames, def_->exports.size());
-    // Every name in the table points at code: no data is exported.
-    auto *names = reinterpret_cast<const DWORD *>(base + exports->AddressOfNames);
-    for (DWORD i = 0; i < exports->NumberOfNames; ++i)
-        EXPECT_NE(FindInFullTable(reinterpret_cast<const char *>(base + names[i])), nullptr)
-            << reinterpret_cast<const char *>(base + names[i]);
+    EXPECT_EQ(exports->NumberOfNames, kFullCount);
 }
 
-class Resources : public ExportTable {
-protected:
-    static std::string LibraryPath() {
-        char path[MAX_PATH] = {};
-        GetModuleFileNameA(library_, path, MAX_PATH);
-        return path;
-    }
-    // A resource of language 1033 (U.S. English).
-    static std::vector<BYTE> Resource(LPCSTR type, LPCSTR name) {
-        HRSRC r = FindResourceExA(library_, type, name, MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US));
-        if (!r) return {};
-        HGLOBAL loaded = LoadResource(library_, r);
-        const BYTE *data = static_cast<const BYTE *>(LockResource(loaded));
-        if (!data) return {};
-        return std::vector<BYTE>(data, data + SizeofResource(library_, r));
-    }
-};
+// A resource of language 1033 (U.S. English).
+std::vector<BYTE> Resource(LPCSTR type, LPCSTR name) {
+    HRSRC r = FindResourceExA(g_library, type, name, MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US));
+    const BYTE *data = r ? static_cast<const BYTE *>(LockResource(LoadResource(g_library, r))) : nullptr;
+    return data ? std::vector<BYTE>(data, data + SizeofResource(g_library, r)) : std::vector<BYTE>();
+}
+
+using Resources = ExportTable;
 
 TEST_F(Resources, VersionRecord) {
-    ASSERT_NE(library_, nullptr);
-    const std::string path = LibraryPath();
-    DWORD ignored = 0;
-    DWORD size = GetFileVersionInfoSizeA(path.c_str(), &ignored);
+    char path[MAX_PATH] = {};
+    GetModuleFileNameA(g_library, path, MAX_PATH);
+    DWORD ignored = 0, size = GetFileVersionInfoSizeA(path, &ignored);
     ASSERT_GT(size, 0u);
     std::vector<BYTE> info(size);
-    ASSERT_TRUE(GetFileVersionInfoA(path.c_str(), 0, size, info.data()));
-    VS_FIXEDFILEINFO *fixed = nullptr;
+    ASSERT_TRUE(GetFileVersionInfoA(path, 0, size, info.data()));
+    VS_FIXEDFILEINFO *f = nullptr;
     UINT length = 0;
-    ASSERT_TRUE(VerQueryValueA(info.data(), "\\", reinterpret_cast<void **>(&fixed), &length));
+    ASSERT_TRUE(VerQueryValueA(info.data(), "\\", reinterpret_cast<void **>(&f), &length));
     ASSERT_GE(length, sizeof(VS_FIXEDFILEINFO));
-    EXPECT_EQ(fixed->dwSignature, 0xFEEF04BDu);
-    EXPECT_EQ(fixed->dwFileVersionMS, (12u << 16) | 0u);
-    EXPECT_EQ(fixed->dwFileVersionLS, (8u << 16) | 30u);
-    EXPECT_EQ(fixed->dwProductVersionMS, (12u << 16) | 0u);
-    EXPECT_EQ(fixed->dwProductVersionLS, (8u << 16) | 30u);
-    EXPECT_EQ(fixed->dwFileType, (DWORD)VFT_DLL);
-    EXPECT_EQ(fixed->dwFileFlags & fixed->dwFileFlagsMask, 0u);
+    const DWORD v12_0 = 12u << 16, v8_30 = (8u << 16) | 30u;
+    EXPECT_EQ(std::vector<DWORD>({f->dwSignature, f->dwFileVersionMS, f->dwFileVersionLS, f->dwProductVersionMS,
+                                  f->dwProductVersionLS, f->dwFileType, f->dwFileFlags & f->dwFileFlagsMask}),
+              std::vector<DWORD>({0xFEEF04BDu, v12_0, v8_30, v12_0, v8_30, (DWORD)VFT_DLL, 0u}));
 
-    struct Translation {
-        WORD language, codePage;
-    } *translation = nullptr;
+    WORD *translation = nullptr; // language, code page
     ASSERT_TRUE(VerQueryValueA(info.data(), "\\VarFileInfo\\Translation",
                                reinterpret_cast<void **>(&translation), &length));
-    ASSERT_GE(length, sizeof(Translation));
-    EXPECT_EQ(translation->language, 1033);
+    ASSERT_GE(length, 4u);
+    EXPECT_EQ(translation[0], 1033);
     char block[64];
-    std::snprintf(block, sizeof block, "\\StringFileInfo\\%04x%04x\\", translation->language,
-                  translation->codePage);
+    std::snprintf(block, sizeof block, "\\StringFileInfo\\%04x%04x\\", translation[0], translation[1]);
     const std::map<std::string, std::string> expected = {
         {"FileDescription", "PaxImgUser"},   {"InternalName", "PaxImgUser"},
         {"OriginalFilename", "PaxImgUser.dll"}, {"ProductName", "PaxImgUser.dll"},
@@ -332,117 +202,82 @@ TEST_F(Resources, VersionRecord) {
     };
     for (const auto &kv : expected) {
         char *value = nullptr;
-        UINT chars = 0;
-        std::string query = block + kv.first;
-        ASSERT_TRUE(VerQueryValueA(info.data(), query.c_str(), reinterpret_cast<void **>(&value), &chars))
+        const std::string query = block + kv.first;
+        ASSERT_TRUE(VerQueryValueA(info.data(), query.c_str(), reinterpret_cast<void **>(&value), &length))
             << kv.first;
         EXPECT_STREQ(value, kv.second.c_str()) << kv.first;
     }
 }
 
 TEST_F(Resources, ManifestAsksToRunAsInvoker) {
-    ASSERT_NE(library_, nullptr);
     std::vector<BYTE> manifest = Resource(MAKEINTRESOURCEA(24), MAKEINTRESOURCEA(2));
-    ASSERT_FALSE(manifest.empty()) << "no manifest resource 2";
-    std::string text(manifest.begin(), manifest.end());
-    EXPECT_NE(text.find("requestedExecutionLevel"), std::string::npos);
-    EXPECT_NE(text.find("level=\"asInvoker\""), std::string::npos);
-    EXPECT_NE(text.find("uiAccess=\"false\""), std::string::npos);
+    const std::string text(manifest.begin(), manifest.end());
+    for (const char *part : {"requestedExecutionLevel", "level=\"asInvoker\"", "uiAccess=\"false\""})
+        EXPECT_NE(text.find(part), std::string::npos) << part;
 }
 
-// Reads a DLGTEMPLATE back field by field.
+// Reads a DLGTEMPLATE back field by field; past the end every word is 0xEEEE.
 class TemplateReader {
 public:
     explicit TemplateReader(const std::vector<BYTE> &data) : data_(data) {}
-    bool ok() const { return ok_; }
-    DWORD Dword() {
-        DWORD v = Word();
-        return v | (DWORD)Word() << 16;
-    }
     WORD Word() {
-        if (at_ + 2 > data_.size()) {
-            ok_ = false;
-            return 0;
-        }
-        WORD v = (WORD)(data_[at_] | data_[at_ + 1] << 8);
+        if (at_ + 2 > data_.size()) return ended_ = true, 0xEEEE;
         at_ += 2;
-        return v;
+        return (WORD)(data_[at_ - 2] | data_[at_ - 1] << 8);
     }
-    short Short() { return (short)Word(); }
+    DWORD Dword() { return Word() | (DWORD)Word() << 16; }
     // A string or, after 0xFFFF, an ordinal (given back as "#n").
-    std::string StringOrOrdinal() {
+    std::string Text() {
         WORD first = Word();
         if (first == 0xFFFF) return "#" + std::to_string(Word());
         std::string s;
-        for (WORD c = first; c && ok_; c = Word()) s += (char)c;
+        for (WORD c = first; c && !ended_; c = Word()) s += (char)c;
         return s;
     }
     void AlignDword() { at_ = (at_ + 3) & ~(size_t)3; }
+    bool ended_ = false;
 
 private:
     const std::vector<BYTE> &data_;
     size_t at_ = 0;
-    bool ok_ = true;
 };
 
 TEST_F(Resources, ProgressDialogTemplate) {
-    ASSERT_NE(library_, nullptr);
     std::vector<BYTE> data = Resource(MAKEINTRESOURCEA(5) /* RT_DIALOG */, "PROGRESSDLG");
     ASSERT_FALSE(data.empty()) << "no dialog PROGRESSDLG";
     TemplateReader r(data);
-    const DWORD style = r.Dword();
-    EXPECT_NE(style >> 16, 0xFFFFu) << "a plain template, not an extended one";
-    EXPECT_EQ(style, (DWORD)(WS_POPUP | DS_MODALFRAME | DS_CENTER | DS_SETFONT));
-    EXPECT_EQ(style & (WS_CAPTION | WS_VISIBLE), 0u);
-    EXPECT_EQ(r.Dword(), 0u) << "extended style";
-    const WORD items = r.Word();
-    EXPECT_EQ(items, 3);
-    EXPECT_EQ(r.Short(), 0);
-    EXPECT_EQ(r.Short(), 0);
-    EXPECT_EQ(r.Short(), 186);
-    EXPECT_EQ(r.Short(), 62);
-    EXPECT_EQ(r.StringOrOrdinal(), "") << "menu";
-    EXPECT_EQ(r.StringOrOrdinal(), "") << "class";
-    EXPECT_EQ(r.StringOrOrdinal(), "") << "title";
-    EXPECT_EQ(r.Word(), 8) << "font size";
-    EXPECT_EQ(r.StringOrOrdinal(), "MS Sans Serif");
+    // A plain template (not extended), no caption, not visible, no extended style.
+    EXPECT_EQ(r.Dword(), (DWORD)(WS_POPUP | DS_MODALFRAME | DS_CENTER | DS_SETFONT));
+    EXPECT_EQ(r.Dword(), 0u);
+    // Items, x, y, cx, cy, then menu, class, title, font size and face.
+    std::vector<int> header;
+    for (int i = 0; i < 5; ++i) header.push_back((short)r.Word());
+    EXPECT_EQ(header, std::vector<int>({3, 0, 0, 186, 62}));
+    std::vector<std::string> texts;
+    for (int i = 0; i < 3; ++i) texts.push_back(r.Text());
+    texts.push_back(std::to_string(r.Word()));
+    texts.push_back(r.Text());
+    EXPECT_EQ(texts, std::vector<std::string>({"", "", "", "8", "MS Sans Serif"}));
 
-    struct Control {
-        WORD id;
-        std::string cls, text;
-        DWORD style;
-        short x, y, cx, cy;
+    // Each control: style, extended style, x, y, cx, cy, id, class, text, extra bytes.
+    const std::string expected[3] = {
+        std::to_string(WS_CHILD | WS_VISIBLE | WS_TABSTOP | BS_PUSHBUTTON) + " 0 67 41 50 14 2 #128 &Cancel 0",
+        std::to_string(WS_CHILD | WS_VISIBLE | WS_BORDER | 0x01 /* PBS_SMOOTH */) +
+            " 0 7 20 172 14 1000 msctls_progress32 Progress1 0",
+        std::to_string(WS_CHILD | WS_VISIBLE | WS_GROUP | SS_LEFT) + " 0 7 7 54 8 65535 #130 Process Image... 0",
     };
-    const Control expected[] = {
-        {IDCANCEL, "#128", "&Cancel", WS_CHILD | WS_VISIBLE | WS_TABSTOP | BS_PUSHBUTTON, 67, 41, 50, 14},
-        {1000, "msctls_progress32", "Progress1", WS_CHILD | WS_VISIBLE | WS_BORDER | 0x01 /* PBS_SMOOTH */,
-         7, 20, 172, 14},
-        {0xFFFF, "#130", "Process Image...", WS_CHILD | WS_VISIBLE | WS_GROUP | SS_LEFT, 7, 7, 54, 8},
-    };
-    for (size_t i = 0; i < 3 && i < items; ++i) {
-        const Control &want = expected[i];
+    for (const std::string &want : expected) {
         r.AlignDword();
-        const DWORD cStyle = r.Dword();
-        const DWORD cExStyle = r.Dword();
-        const short x = r.Short(), y = r.Short(), cx = r.Short(), cy = r.Short();
-        const WORD id = r.Word();
-        std::string cls = r.StringOrOrdinal();
-        std::string text = r.StringOrOrdinal();
-        const WORD extra = r.Word();
-        ASSERT_TRUE(r.ok()) << "template ends early at control " << i;
-        SCOPED_TRACE("control " + std::to_string(i) + " (" + want.text + ")");
-        // Class names are compared without regard to case, as the system does.
+        std::string got = std::to_string(r.Dword());
+        got += " " + std::to_string(r.Dword());
+        for (int i = 0; i < 4; ++i) got += " " + std::to_string((short)r.Word());
+        got += " " + std::to_string(r.Word());
+        std::string cls = r.Text(); // compared without regard to case, as the system does
         for (char &c : cls) c = (char)tolower((unsigned char)c);
-        EXPECT_EQ(id, want.id);
-        EXPECT_EQ(cls, want.cls);
-        EXPECT_EQ(text, want.text);
-        EXPECT_EQ(cStyle, want.style);
-        EXPECT_EQ(cExStyle, 0u);
-        EXPECT_EQ(x, want.x);
-        EXPECT_EQ(y, want.y);
-        EXPECT_EQ(cx, want.cx);
-        EXPECT_EQ(cy, want.cy);
-        EXPECT_EQ(extra, 0);
+        got += " " + cls + " " + r.Text();
+        got += " " + std::to_string(r.Word());
+        EXPECT_EQ(got, want);
+        EXPECT_FALSE(r.ended_) << "template ends early";
     }
 }
 #endif
