@@ -136,45 +136,45 @@ protected:
     std::vector<BYTE> bytes_;
 };
 
+// Modes 0..3 and two outside them: the parameter dialog in 2 and 3, the
+// progress dialog (with the owner's messages pumped) in 1 and 3; Cancel in the
+// parameter dialog ends the run before any progress dialog.
 TEST_P(HueModes, EachModeRunsItsDialogs) {
-    for (int mode : {0, 1, 2, 3, 4, -1}) {
-        SCOPED_TRACE(testing::Message() << "mode " << mode);
-        dlg_.Reset();
-        paxtest::Snapshot before = paxtest::TakeSnapshot();
-        HDIB out = RunProbed(mode);
-        bool paramDialog = mode == 2 || mode == 3, progress = mode == 1 || mode == 3;
-        ExpectImage(image_, out, op().expect);
-        EXPECT_EQ(LastError(), 0u);
-        ASSERT_EQ(dlg_.CallCount(), paramDialog ? 1 : 0);
-        if (paramDialog) {
-            EXPECT_EQ(dlg_.Call(0).entry, op().entry);
-            EXPECT_EQ(dlg_.Call(0).image, image_) << "the dialog gets the caller's image";
+    for (int result : {1, 0})
+        for (int mode : {0, 1, 2, 3, 4, -1}) {
+            SCOPED_TRACE(testing::Message() << "mode " << mode << " dialog result " << result);
+            dlg_.Reset();
+            dlg_.SetResult(op().entry, result);
+            paxtest::Snapshot before = paxtest::TakeSnapshot();
+            HDIB out = RunProbed(mode);
+            bool paramDialog = mode == 2 || mode == 3, cancelled = paramDialog && !result;
+            bool progress = (mode == 1 || mode == 3) && !cancelled;
+            if (cancelled)
+                EXPECT_EQ(out, nullptr);
+            else
+                ExpectImage(image_, out, op().expect);
+            EXPECT_EQ(LastError(), 0u);
+            ASSERT_EQ(dlg_.CallCount(), paramDialog ? 1 : 0);
+            if (paramDialog) {
+                EXPECT_EQ(dlg_.Call(0).entry, op().entry);
+                EXPECT_EQ(dlg_.Call(0).image, image_) << "the dialog gets the caller's image";
+                const int argumentCounts[] = {5, 0, 5, 4};
+                EXPECT_EQ(dlg_.Call(0).argumentCount, argumentCounts[GetParam()]);
+            }
+            EXPECT_EQ(g_probe.delivered, progress) << "messages pumped only with progress";
+            if (progress) {
+                EXPECT_TRUE(g_probe.dialogOpen);
+                EXPECT_FALSE(g_probe.ownerEnabled) << "owner disabled during the walk";
+#ifndef _WIN32
+                EXPECT_EQ(win32lite::LastDialog().stepsTaken, 5); // columns 0, 5, 10, 15, 20
+                EXPECT_EQ(win32lite::LastDialog().rangeMax, 24 / 5 + 1);
+#endif
+            }
+            EXPECT_TRUE(IsWindowEnabled(owner_));
+            EXPECT_EQ(GetThreadState()->progressDialog, nullptr);
+            if (out) GlobalFree(out);
+            paxtest::ExpectCensus(before, 0, "after the run");
         }
-        EXPECT_EQ(g_probe.delivered, progress) << "messages pumped only with progress";
-        if (progress) {
-            EXPECT_TRUE(g_probe.dialogOpen);
-            EXPECT_FALSE(g_probe.ownerEnabled) << "owner disabled during the walk";
-        }
-        EXPECT_TRUE(IsWindowEnabled(owner_));
-        EXPECT_EQ(GetThreadState()->progressDialog, nullptr);
-        GlobalFree(out);
-        paxtest::ExpectCensus(before, 0, "after the run");
-    }
-}
-
-TEST_P(HueModes, CancelInTheParameterDialog) {
-    for (int mode : {2, 3}) {
-        dlg_.Reset();
-        dlg_.SetResult(op().entry, 0);
-        paxtest::Snapshot before = paxtest::TakeSnapshot();
-        HDIB out = RunProbed(mode);
-        EXPECT_EQ(out, nullptr) << mode;
-        EXPECT_EQ(LastError(), 0u);
-        EXPECT_EQ(dlg_.CallCount(), 1);
-        EXPECT_FALSE(g_probe.delivered) << "no progress dialog after a cancelled parameter dialog";
-        paxtest::ExpectCensus(before, 0, "after the cancel");
-        if (out) GlobalFree(out);
-    }
 }
 
 TEST_P(HueModes, CancelInTheProgressDialog) {
@@ -191,47 +191,34 @@ TEST_P(HueModes, CancelInTheProgressDialog) {
         EXPECT_TRUE(IsWindowEnabled(owner_));
         paxtest::ExpectCensus(before, 0, "after the cancel");
         if (out) GlobalFree(out);
+#ifndef _WIN32
+        // Steps come at columns 0, 5, 10 ...; a Cancel queued at the first
+        // step is delivered by the pump of the second, which then finds no bar.
+        EXPECT_EQ(win32lite::LastDialog().stepsTaken, 1);
+        EXPECT_EQ(win32lite::LastDialog().pumpsWithCancel, 1);
+        EXPECT_EQ(win32lite::LastDialog().rangeMax, (23 + 1) / 5 + 1);
+        EXPECT_TRUE(win32lite::LastDialog().destroyed);
+#endif
     }
     // The next run clears the flag and succeeds.
     HDIB again = op().run(image_, 1, owner_);
     EXPECT_NE(again, nullptr);
     EXPECT_EQ(GetThreadState()->cancelled, 0u);
-    GlobalFree(again);
+    if (again) GlobalFree(again);
 }
 
 #ifndef _WIN32
-TEST_P(HueModes, CancelStopsBeforeTheNextColumn) {
-    // Steps come at columns 0, 5, 10 ...; a Cancel queued at the first step
-    // is delivered by the pump of the second, which then finds no bar.
-    ArrangeProgressCancel();
-    HDIB out = op().run(image_, 1, owner_);
-    EXPECT_EQ(out, nullptr);
-    EXPECT_EQ(win32lite::LastDialog().stepsTaken, 1);
-    EXPECT_EQ(win32lite::LastDialog().pumpsWithCancel, 1);
-    EXPECT_EQ(win32lite::LastDialog().rangeMax, (23 + 1) / 5 + 1);
-    EXPECT_TRUE(win32lite::LastDialog().destroyed);
-}
-
 TEST_P(HueModes, ProgressDialogThatCannotOpen) {
     win32lite::ScriptDialogs({true, 0});
     dlg_.Reset();
     paxtest::Snapshot before = paxtest::TakeSnapshot();
     for (int mode : {1, 3}) {
-        HDIB out = op().run(image_, mode, owner_);
-        EXPECT_EQ(out, nullptr);
+        EXPECT_EQ(op().run(image_, mode, owner_), nullptr);
         EXPECT_EQ(LastError(), 0u);
         EXPECT_TRUE(IsWindowEnabled(owner_));
     }
     EXPECT_EQ(dlg_.CallCount(), 1) << "the parameter dialog comes first";
     paxtest::ExpectCensus(before, 0, "progress dialog not opened");
-}
-
-TEST_P(HueModes, OneStepPerFiveColumns) {
-    HDIB out = op().run(image_, 1, owner_);
-    ASSERT_NE(out, nullptr);
-    EXPECT_EQ(win32lite::LastDialog().stepsTaken, 5); // columns 0, 5, 10, 15, 20
-    EXPECT_EQ(win32lite::LastDialog().rangeMax, 24 / 5 + 1);
-    GlobalFree(out);
 }
 #endif
 
@@ -249,12 +236,19 @@ protected:
         EXPECT_EQ(paxtest::LockCount(image_), 0);
         GlobalFree(image_);
     }
+    // Runs with the parameter dialog and compares with the reference.
+    void Expect(HDIB out, const std::function<Rgb(Rgb)> &ref) {
+        EXPECT_EQ(LastError(), 0u);
+        ExpectImage(image_, out, ref);
+        if (out) GlobalFree(out);
+    }
     Double dlg_;
     HDIB image_ = nullptr;
 };
 
 TEST_F(HueDialogValues, HueSaturationReceivesHueUnitsAndTheRange) {
-    HDIB out = ColorHueSaturation(image_, 90, -20, 35, 300, 60, 2, nullptr);
+    Expect(ColorHueSaturation(image_, 90, -20, 35, 300, 60, 2, nullptr),
+           [](Rgb p) { return RefHueSaturation(p, 90, -20, 35, 300, 60); });
     ASSERT_EQ(dlg_.CallCount(), 1);
     DialogDoubleCall c = dlg_.Call(0);
     ASSERT_EQ(c.argumentCount, 5);
@@ -263,77 +257,37 @@ TEST_F(HueDialogValues, HueSaturationReceivesHueUnitsAndTheRange) {
         EXPECT_EQ(c.arguments[i].kind, DD_PTR_INT32);
         EXPECT_EQ(c.arguments[i].before, want[i]) << i;
     }
-    ExpectImage(image_, out, [](Rgb p) { return RefHueSaturation(p, 90, -20, 35, 300, 60); });
-    GlobalFree(out);
-
     // Full range: 0 and 255.
-    out = ColorHueSaturation(image_, 0, 0, 0, 0, 0, 3, nullptr);
+    GlobalFree(ColorHueSaturation(image_, 0, 0, 0, 0, 0, 3, nullptr));
     EXPECT_EQ(dlg_.Call(1).arguments[3].before, 0);
     EXPECT_EQ(dlg_.Call(1).arguments[4].before, 255);
-    GlobalFree(out);
 }
 
+// Values the dialog sets are used unchecked: shifts beyond 127 steps (whole
+// turns), amounts beyond 255 (limited), ranges beyond the hue bytes (300..255
+// selects every hue byte, 300..400 none).
 TEST_F(HueDialogValues, HueSaturationUsesTheDialogsValuesUnchecked) {
-    // Shift 300 hue steps (beyond the 127 a checked hue gives), saturation
-    // 1000, lightness -7, range 10..200.
-    dlg_.SetValue(DD_HUE_SATURATION, 0, 300);
-    dlg_.SetValue(DD_HUE_SATURATION, 1, 1000);
-    dlg_.SetValue(DD_HUE_SATURATION, 2, -7);
-    dlg_.SetValue(DD_HUE_SATURATION, 3, 10);
-    dlg_.SetValue(DD_HUE_SATURATION, 4, 200);
-    HDIB out = ColorHueSaturation(image_, 0, 0, 0, 0, 0, 2, nullptr);
-    EXPECT_EQ(LastError(), 0u);
-    ExpectImage(image_, out, [](Rgb p) { return RefHueSaturationUnits(p, 300, 1000, -7, 10, 200); });
-    GlobalFree(out);
-
-    // A shift alone changes the result.
-    dlg_.Reset();
-    dlg_.SetValue(DD_HUE_SATURATION, 0, 60);
-    HDIB shifted = ColorHueSaturation(image_, 0, 0, 0, 0, 0, 3, nullptr);
-    HDIB plain = ColorHueSaturation(image_, 0, 0, 0, 0, 0, 0, nullptr);
-    EXPECT_FALSE(paxtest::BlockBytes(shifted) == paxtest::BlockBytes(plain));
-    ExpectImage(image_, shifted, [](Rgb p) { return RefHueSaturationUnits(p, 60, 0, 0, 0, 255); });
-    GlobalFree(shifted);
-    GlobalFree(plain);
-
-    // Extreme values: whole turns, limited amounts, an empty range.
-    for (double shift : {-1000.0, 2147483647.0, -2147483648.0}) {
+    const double values[][5] = {{300, 1000, -7, 10, 200},
+                                {60, 0, 0, 0, 255},
+                                {-1000, 2147483647.0, -2147483648.0, 0, 255},
+                                {2147483647.0, 2147483647.0, -2147483648.0, 0, 255},
+                                {-2147483648.0, 2147483647.0, -2147483648.0, 0, 255},
+                                {63, 0, 0, 300, 255},
+                                {63, 0, 0, 300, 400}};
+    for (auto &v : values) {
         dlg_.Reset();
-        dlg_.SetValue(DD_HUE_SATURATION, 0, shift);
-        dlg_.SetValue(DD_HUE_SATURATION, 1, 2147483647.0);
-        dlg_.SetValue(DD_HUE_SATURATION, 2, -2147483648.0);
-        out = ColorHueSaturation(image_, 0, 0, 0, 0, 0, 2, nullptr);
-        long long s = static_cast<long long>(shift);
-        ExpectImage(image_, out, [s](Rgb p) {
-            return RefHueSaturationUnits(p, s % 255, 2147483647LL, -2147483648LL, 0, 255);
+        for (int i = 0; i < 5; ++i) dlg_.SetValue(DD_HUE_SATURATION, i, v[i]);
+        long long n[5];
+        for (int i = 0; i < 5; ++i) n[i] = static_cast<long long>(v[i]);
+        Expect(ColorHueSaturation(image_, 0, 0, 0, 0, 0, 2, nullptr), [&](Rgb p) {
+            return RefHueSaturationUnits(p, n[0] % 255, n[1], n[2], int(n[3]), int(n[4]));
         });
-        GlobalFree(out);
     }
-    dlg_.Reset();
-    // lo 300 above hi 255: the range across 0 selects every hue byte.
-    dlg_.SetValue(DD_HUE_SATURATION, 3, 300);
-    out = ColorHueSaturation(image_, 90, 0, 0, 0, 0, 2, nullptr);
-    ExpectImage(image_, out, [](Rgb p) { return RefHueSaturationUnits(p, 63, 0, 0, 300, 255); });
-    GlobalFree(out);
-    // lo 300, hi 400: above every hue byte, nothing selected.
-    dlg_.SetValue(DD_HUE_SATURATION, 4, 400);
-    out = ColorHueSaturation(image_, 90, 0, 0, 0, 0, 2, nullptr);
-    ExpectImage(image_, out, [](Rgb p) { return p; });
-    GlobalFree(out);
-}
-
-TEST_F(HueDialogValues, DesaturateEntryTakesTheImageAlone) {
-    HDIB out = Desaturate(image_, 3, nullptr);
-    ASSERT_EQ(dlg_.CallCount(), 1);
-    EXPECT_EQ(dlg_.Call(0).argumentCount, 0);
-    EXPECT_EQ(dlg_.Call(0).image, image_);
-    ExpectImage(image_, out, RefDesaturate);
-    GlobalFree(out);
 }
 
 TEST_F(HueDialogValues, ReplaceColorReceivesCopiesAndUsesTheirEdits) {
     const BYTE target[3] = {40, 90, 200}, tolerance[3] = {60, 80, 100};
-    HDIB out = ReplaceColor(image_, target, tolerance, -120, 10, 20, 2, nullptr);
+    GlobalFree(ReplaceColor(image_, target, tolerance, -120, 10, 20, 2, nullptr));
     ASSERT_EQ(dlg_.CallCount(), 1);
     DialogDoubleCall c = dlg_.Call(0);
     ASSERT_EQ(c.argumentCount, 5);
@@ -341,11 +295,11 @@ TEST_F(HueDialogValues, ReplaceColorReceivesCopiesAndUsesTheirEdits) {
     EXPECT_EQ(c.arguments[1].before, 10);
     EXPECT_EQ(c.arguments[2].before, 20);
     EXPECT_EQ(c.arguments[3].kind, DD_PTR_BYTES3);
-    EXPECT_NE(c.arguments[3].pointer, static_cast<const void *>(target)) << "the operation's copy";
-    EXPECT_EQ(std::memcmp(c.arguments[3].bytesBefore, target, 3), 0);
-    EXPECT_NE(c.arguments[4].pointer, static_cast<const void *>(tolerance));
-    EXPECT_EQ(std::memcmp(c.arguments[4].bytesBefore, tolerance, 3), 0);
-    GlobalFree(out);
+    for (int i : {3, 4}) {
+        const BYTE *given = i == 3 ? target : tolerance;
+        EXPECT_NE(c.arguments[i].pointer, static_cast<const void *>(given)) << "the operation's copy";
+        EXPECT_EQ(std::memcmp(c.arguments[i].bytesBefore, given, 3), 0);
+    }
 
     // The dialog widens the box to everything and shifts by 400 steps.
     dlg_.Reset();
@@ -354,14 +308,13 @@ TEST_F(HueDialogValues, ReplaceColorReceivesCopiesAndUsesTheirEdits) {
     dlg_.SetBytes(DD_REPLACE_COLOR, 4, all);
     dlg_.SetValue(DD_REPLACE_COLOR, 0, 400);
     dlg_.SetValue(DD_REPLACE_COLOR, 2, -300);
-    out = ReplaceColor(image_, target, tolerance, 0, 0, 0, 3, nullptr);
+    Expect(ReplaceColor(image_, target, tolerance, 0, 0, 0, 3, nullptr),
+           [&](Rgb p) { return RefReplaceUnits(p, mid, all, 400, 0, -300); });
     EXPECT_EQ(target[0], 40) << "the caller's colours are not written";
-    ExpectImage(image_, out, [&](Rgb p) { return RefReplaceUnits(p, mid, all, 400, 0, -300); });
-    GlobalFree(out);
 }
 
 TEST_F(HueDialogValues, CmykLevelsReceivesFactorsAndUsesTheirEdits) {
-    HDIB out = ColorCMYKLevels(image_, 50, -50, 0, 100, 2, nullptr);
+    GlobalFree(ColorCMYKLevels(image_, 50, -50, 0, 100, 2, nullptr));
     ASSERT_EQ(dlg_.CallCount(), 1);
     DialogDoubleCall c = dlg_.Call(0);
     ASSERT_EQ(c.argumentCount, 4);
@@ -370,22 +323,14 @@ TEST_F(HueDialogValues, CmykLevelsReceivesFactorsAndUsesTheirEdits) {
         EXPECT_EQ(c.arguments[i].kind, DD_PTR_DOUBLE);
         EXPECT_EQ(c.arguments[i].before, want[i]) << i;
     }
-    GlobalFree(out);
-
-    dlg_.Reset();
-    dlg_.SetValue(DD_CMYK_LEVELS, 0, 3.0);  // beyond the factor a level can give
-    dlg_.SetValue(DD_CMYK_LEVELS, 3, -1.0); // negative
-    out = ColorCMYKLevels(image_, 0, 0, 0, 0, 2, nullptr);
-    const double f[4] = {3.0, 1.0, 1.0, -1.0};
-    ExpectImage(image_, out, [&](Rgb p) { return RefCmykFactors(p, f); });
-    GlobalFree(out);
-
-    dlg_.Reset();
-    dlg_.SetValue(DD_CMYK_LEVELS, 1, 1e300);
-    out = ColorCMYKLevels(image_, 0, 0, 0, 0, 2, nullptr);
-    const double g[4] = {1.0, 1e300, 1.0, 1.0};
-    ExpectImage(image_, out, [&](Rgb p) { return RefCmykFactors(p, g); });
-    GlobalFree(out);
+    // Factors a level cannot give: above 2, negative, huge.
+    const double factors[][4] = {{3.0, 1.0, 1.0, -1.0}, {1.0, 1e300, 1.0, 1.0}};
+    for (auto &f : factors) {
+        dlg_.Reset();
+        for (int i = 0; i < 4; ++i) dlg_.SetValue(DD_CMYK_LEVELS, i, f[i]);
+        Expect(ColorCMYKLevels(image_, 0, 0, 0, 0, 2, nullptr),
+               [&](Rgb p) { return RefCmykFactors(p, f); });
+    }
 }
 
 } // namespace

@@ -27,51 +27,43 @@ protected:
     HDIB image_ = nullptr;
 };
 
-TEST_F(ParamDialog, TheDoubleIsBuiltBesideTheProgram) {
-    Double dlg;
-    ASSERT_TRUE(dlg.loaded()) << dialogdouble::ExecutableFolder();
-    EXPECT_TRUE(dlg.HasEntries());
-    for (int e = 0; e < DD_ENTRY_COUNT; ++e)
-        EXPECT_NE(GetProcAddress(dlg.module(), dlg.EntryName(e)), nullptr) << dlg.EntryName(e);
-}
-
-TEST_F(ParamDialog, FoundBesideTheProgramAndReleasedAfterTheCall) {
+// The double is found beside the program only, and every outcome releases
+// it: the test's own reference keeps the double's records, and dropping it
+// unloads the double only if the loader released its own reference.
+TEST_F(ParamDialog, FoundBesideTheProgramAndReleasedAfterEveryOutcome) {
     ASSERT_FALSE(DoubleIsLoaded());
 #ifndef _WIN32
-    // Not on the loader's search path: only the folder of the program has it.
     HMODULE bare = LoadLibraryA("PAXDlgs.dll");
-    EXPECT_EQ(bare, nullptr);
+    EXPECT_EQ(bare, nullptr) << "not on the loader's search path";
     if (bare) FreeLibrary(bare);
 #endif
-    EXPECT_EQ(RunParamDialog("DesaturateUI", image_), DialogOutcome::Confirmed);
+    EXPECT_EQ(RunParamDialog("DesaturateUI", image_), DialogOutcome::Confirmed) << "nothing loaded";
     EXPECT_EQ(GetThreadState()->convertError, 0u);
     EXPECT_FALSE(DoubleIsLoaded());
-}
-
-// The test's own reference keeps the double's records; dropping it after the
-// call unloads the double only if the loader released its own reference.
-TEST_F(ParamDialog, EveryOutcomeReleasesTheLibrary) {
-    for (int result : {1, 0}) {
+    for (int result : {1, 0, -1}) {
         {
             Double dlg;
-            ASSERT_TRUE(dlg.loaded());
-            dlg.SetResult(DD_DESATURATE, result);
-            DialogOutcome outcome = RunParamDialog("DesaturateUI", image_);
-            EXPECT_EQ(outcome, result ? DialogOutcome::Confirmed : DialogOutcome::Cancelled);
-            ASSERT_EQ(dlg.CallCount(), 1);
-            EXPECT_EQ(dlg.Call(0).entry, DD_DESATURATE);
-            EXPECT_EQ(dlg.Call(0).image, image_);
-            EXPECT_EQ(dlg.Call(0).argumentCount, 0);
+            ASSERT_TRUE(dlg.loaded()) << dialogdouble::ExecutableFolder();
+            ASSERT_TRUE(dlg.HasEntries());
+            for (int e = 0; e < DD_ENTRY_COUNT; ++e)
+                EXPECT_NE(GetProcAddress(dlg.module(), dlg.EntryName(e)), nullptr) << dlg.EntryName(e);
+            GetThreadState()->convertError = 0;
+            if (result >= 0) dlg.SetResult(DD_DESATURATE, result);
+            DialogOutcome outcome = RunParamDialog(result >= 0 ? "DesaturateUI" : "NoSuchUI", image_);
+            EXPECT_EQ(outcome, result > 0    ? DialogOutcome::Confirmed
+                               : result == 0 ? DialogOutcome::Cancelled
+                                             : DialogOutcome::Missing);
+            EXPECT_EQ(GetThreadState()->convertError,
+                      static_cast<DWORD>(result < 0 ? CCE_NODIALOGENTRY : 0));
+            ASSERT_EQ(dlg.CallCount(), result < 0 ? 0 : 1);
+            if (result >= 0) {
+                EXPECT_EQ(dlg.Call(0).entry, DD_DESATURATE);
+                EXPECT_EQ(dlg.Call(0).image, image_);
+                EXPECT_EQ(dlg.Call(0).argumentCount, 0);
+            }
         }
         EXPECT_FALSE(DoubleIsLoaded()) << "result " << result;
     }
-    {
-        Double dlg;
-        EXPECT_EQ(RunParamDialog("NoSuchUI", image_), DialogOutcome::Missing);
-        EXPECT_EQ(GetThreadState()->convertError, static_cast<DWORD>(CCE_NODIALOGENTRY));
-        EXPECT_EQ(dlg.CallCount(), 0);
-    }
-    EXPECT_FALSE(DoubleIsLoaded());
 }
 
 TEST_F(ParamDialog, ByValueAndPointerArgumentsArriveInOrder) {
@@ -90,10 +82,8 @@ TEST_F(ParamDialog, ByValueAndPointerArgumentsArriveInOrder) {
     EXPECT_EQ(c.entry, DD_CONVOLUTION);
     EXPECT_EQ(c.image, image_);
     ASSERT_EQ(c.argumentCount, 7);
-    EXPECT_EQ(c.arguments[0].value, 1);
-    EXPECT_EQ(c.arguments[1].value, -7);
-    EXPECT_EQ(c.arguments[2].value, -300);
-    EXPECT_EQ(c.arguments[3].value, 3);
+    const int byValue[4] = {1, -7, -300, 3};
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(c.arguments[i].value, byValue[i]) << i;
     EXPECT_EQ(c.arguments[4].pointer, file);
     EXPECT_STREQ(c.arguments[4].text, "kernel.flt");
     EXPECT_EQ(c.arguments[5].pointer, coefficients);
