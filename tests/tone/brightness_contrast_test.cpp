@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <utility>
 
 #ifndef _WIN32
 #include "win32lite_test.h"
@@ -30,11 +31,11 @@ std::vector<int> ToneTable(int brightness, int contrast) {
     return t;
 }
 
-HDIB Adjust(HGLOBAL image, int b, int c, DWORD *status = nullptr) {
-    HDIB r = ColorBrightnessContrast(image, static_cast<short>(b), static_cast<short>(c), 0);
-    if (status) *status = GetThreadState()->imageStatus;
-    return r;
+HDIB Adjust(HGLOBAL image, int b, int c) {
+    return ColorBrightnessContrast(image, static_cast<short>(b), static_cast<short>(c), 0);
 }
+
+std::string Status() { return ImsName(GetThreadState()->imageStatus); }
 
 // The whole expected result of a 24-bit image: every component through T,
 // padding zero, biSizeImage filled in.
@@ -53,79 +54,56 @@ std::vector<BYTE> Expected24(const std::vector<BYTE> &src, const std::vector<int
     return out;
 }
 
+// A grid of pairs and the corner pairs, on rows holding every byte value and
+// marked padding (the result's padding must be zero).
 TEST(BrightnessContrast, EveryPairOnA24BitImageFollowsTheTable) {
     HGLOBAL image = paxtest::MakeDib(86, 3, 24, [](int x, int y, int k) {
-        return static_cast<BYTE>(3 * x + k + y); // every byte value in each row
+        return static_cast<BYTE>(3 * x + k + y);
     }, -1, 0xEE);
     std::vector<BYTE> src = BlockBytes(image);
-    int checked = 0;
+    std::vector<std::pair<int, int>> pairs = {{0, 0}, {100, 0}, {0, 100}, {-50, 0}, {-100, -100},
+                                              {-3, -100}, {88, -100}, {100, 100}, {-100, 100}};
     for (int b = -100; b <= 100; b += 7)
-        for (int c = -100; c <= 100; c += 9) {
-            paxtest::Snapshot before = paxtest::TakeSnapshot();
-            DWORD status = 99;
-            HDIB r = Adjust(image, b, c, &status);
-            ASSERT_NE(r, nullptr) << b << " " << c;
-            EXPECT_EQ(status, static_cast<DWORD>(IMS_OK));
-            ASSERT_TRUE(BlockBytes(r) == Expected24(src, ToneTable(b, c))) << b << " " << c;
-            EXPECT_EQ(paxtest::LockCount(r), 0);
-            GlobalFree(r);
-            paxtest::ExpectCensus(before, 0, "adjust");
-            ++checked;
-        }
+        for (int c = -100; c <= 100; c += 9) pairs.push_back({b, c});
+    for (auto [b, c] : pairs) {
+        paxtest::Snapshot before = paxtest::TakeSnapshot();
+        HDIB r = Adjust(image, b, c);
+        ASSERT_NE(r, nullptr) << b << " " << c;
+        EXPECT_EQ(Status(), ImsName(IMS_OK));
+        EXPECT_EQ(paxtest::LockCount(r), 0);
+        ASSERT_TRUE(Consume(r) == Expected24(src, ToneTable(b, c))) << b << " " << c;
+        paxtest::ExpectCensus(before, 0, "adjust");
+    }
     EXPECT_TRUE(BlockBytes(image) == src);
-    EXPECT_EQ(checked, 29 * 23);
     GlobalFree(image);
 }
 
 TEST(BrightnessContrastExamples, TheTableAtItsCorners) {
-    std::vector<int> zero = ToneTable(0, 0), flat = ToneTable(57, -100), up = ToneTable(100, 0),
-                     steep = ToneTable(0, 100);
     for (int i = 0; i < 256; ++i) {
-        EXPECT_EQ(zero[i], i);
-        EXPECT_EQ(flat[i], 128);
-        EXPECT_EQ(up[i], std::min(i + 128, 255));
-        EXPECT_EQ(steep[i], Clamp(2 * i - 128, 0, 255));
+        EXPECT_EQ(ToneTable(0, 0)[i], i);
+        for (int b : {57, -100, -3, 0, 88}) EXPECT_EQ(ToneTable(b, -100)[i], 128);
+        EXPECT_EQ(ToneTable(100, 0)[i], std::min(i + 128, 255));
+        EXPECT_EQ(ToneTable(0, 100)[i], Clamp(2 * i - 128, 0, 255));
     }
-    EXPECT_EQ(-50 * 128 / 100, -64);
+    EXPECT_EQ(ToneTable(-50, 0)[100], 36); // -50 shifts by -64
 }
 
-TEST(BrightnessContrastExamples, ZeroChangesNothingAndFillsTheSize) {
+TEST(BrightnessContrastExamples, ZeroChangesNothingAndFillsTheSizeAndPaddingIsZero) {
     HGLOBAL image = paxtest::MakeRandomDib24(5, 3, 2);
     EditHeader(image, [](BITMAPINFOHEADER *h) { h->biSizeImage = 0; });
-    std::vector<BYTE> src = BlockBytes(image);
-    HDIB r = Adjust(image, 0, 0);
-    ASSERT_NE(r, nullptr);
-    std::vector<BYTE> out = BlockBytes(r);
-    EXPECT_EQ(paxtest::HeaderOf(r).biSizeImage, 48u);
+    std::vector<BYTE> out = Consume(Adjust(image, 0, 0));
+    ASSERT_EQ(out.size(), 40u + 48u);
+    EXPECT_EQ(Header(out)->biSizeImage, 48u);
     Header(out)->biSizeImage = 0;
-    EXPECT_TRUE(out == src);
-    GlobalFree(r);
+    EXPECT_TRUE(out == BlockBytes(image));
     GlobalFree(image);
-}
-
-TEST(BrightnessContrastExamples, ContrastMinus100MakesEverything128) {
-    HGLOBAL image = paxtest::MakeRandomDib24(7, 4, 3);
-    for (int b : {-100, -3, 0, 88}) {
-        HDIB r = Adjust(image, b, -100);
-        ASSERT_NE(r, nullptr);
-        for (int y = 0; y < 4; ++y)
-            for (int x = 0; x < 7; ++x) EXPECT_EQ(paxtest::Pixel24(r, x, y), (paxtest::Rgb{128, 128, 128}));
-        GlobalFree(r);
-    }
-    GlobalFree(image);
-}
-
-TEST(BrightnessContrastExamples, PaddingOfTheResultIsZero) {
-    HGLOBAL image = paxtest::MakeDib(5, 2, 24, [](int, int, int) { return BYTE{10}; }, -1, 0xAB);
-    HDIB r = Adjust(image, 100, 0);
-    ASSERT_NE(r, nullptr);
-    std::vector<BYTE> out = BlockBytes(r);
+    HGLOBAL ten = paxtest::MakeDib(5, 2, 24, [](int, int, int) { return BYTE{10}; }, -1, 0xAB);
+    out = Consume(Adjust(ten, 100, 0));
     for (int row = 0; row < 2; ++row) {
         EXPECT_EQ(out[40 + row * 16 + 14], 138);
         EXPECT_EQ(out[40 + row * 16 + 15], 0);
     }
-    GlobalFree(r);
-    GlobalFree(image);
+    GlobalFree(ten);
 }
 
 TEST(BrightnessContrast, PaletteImagesChangeTheirTableOnly) {
@@ -138,16 +116,13 @@ TEST(BrightnessContrast, PaletteImagesChangeTheirTableOnly) {
             auto *p = static_cast<BYTE *>(GlobalLock(image));
             int count = entries < 0 ? 1 << bits : entries;
             for (int e = 0; e < count; ++e) {
-                p[40 + 4 * e] = static_cast<BYTE>(e * 3);
-                p[40 + 4 * e + 1] = static_cast<BYTE>(255 - e);
-                p[40 + 4 * e + 2] = static_cast<BYTE>(e * 7 + 1);
-                p[40 + 4 * e + 3] = static_cast<BYTE>(0xC0 + e % 7);
+                const BYTE entry[4] = {static_cast<BYTE>(e * 3), static_cast<BYTE>(255 - e),
+                                       static_cast<BYTE>(e * 7 + 1), static_cast<BYTE>(0xC0 + e % 7)};
+                std::memcpy(p + 40 + 4 * e, entry, 4);
             }
             GlobalUnlock(image);
             std::vector<BYTE> src = BlockBytes(image);
-            HDIB r = Adjust(image, 37, -41);
-            ASSERT_NE(r, nullptr);
-            std::vector<BYTE> out = BlockBytes(r);
+            std::vector<BYTE> out = Consume(Adjust(image, 37, -41));
             ASSERT_EQ(out.size(), src.size());
             std::vector<int> t = ToneTable(37, -41);
             for (size_t i = 0; i < src.size(); ++i) {
@@ -155,98 +130,71 @@ TEST(BrightnessContrast, PaletteImagesChangeTheirTableOnly) {
                 int expected = inTable && (i - 40) % 4 != 3 ? t[src[i]] : src[i];
                 ASSERT_EQ(out[i], expected) << "byte " << i << " bits " << bits;
             }
-            GlobalFree(r);
             GlobalFree(image);
         }
 }
 
 TEST(BrightnessContrast, TopDownImagesAreAdjustedLikeBottomUp) {
     HGLOBAL image = paxtest::MakeRandomDib24(6, 5, 9);
-    std::vector<BYTE> flipped = FlipStorage(BlockBytes(image));
-    HGLOBAL topDown = BlockFrom(flipped);
-    HDIB up = Adjust(image, 20, 30), down = Adjust(topDown, 20, 30);
-    ASSERT_NE(up, nullptr);
-    ASSERT_NE(down, nullptr);
-    EXPECT_TRUE(FlipStorage(BlockBytes(up)) == BlockBytes(down));
-    EXPECT_EQ(paxtest::HeaderOf(down).biHeight, -5);
-    for (HGLOBAL b : {image, topDown, up, down}) GlobalFree(b);
+    HGLOBAL topDown = BlockFrom(FlipStorage(BlockBytes(image)));
+    std::vector<BYTE> down = Consume(Adjust(topDown, 20, 30));
+    EXPECT_TRUE(FlipStorage(Consume(Adjust(image, 20, 30))) == down);
+    EXPECT_EQ(Header(down)->biHeight, -5);
+    GlobalFree(image);
+    GlobalFree(topDown);
 }
 
 TEST(BrightnessContrastChecks, EveryCheckStoresItsCode) {
     ThreadState *state = GetThreadState();
-    auto statusFor = [&](HGLOBAL image, int b = 10, int c = 10) {
-        state->convertError = 66;
-        HDIB r = Adjust(image, b, c);
-        EXPECT_EQ(r, nullptr);
-        EXPECT_EQ(state->convertError, 66u);
-        if (image) {
-            EXPECT_EQ(paxtest::LockCount(image), 0);
-        }
-        return ImsName(state->imageStatus);
-    };
     auto fill = [](int x, int y, int k) { return static_cast<BYTE>(x * y + k); };
-    EXPECT_EQ(statusFor(nullptr), ImsName(IMS_BADPARAM));
-    HGLOBAL image = paxtest::MakeRandomDib24(4, 4, 1);
-    EXPECT_EQ(statusFor(image, 101, 0), ImsName(IMS_BADPARAM));
-    EXPECT_EQ(statusFor(image, -101, 0), ImsName(IMS_BADPARAM));
-    EXPECT_EQ(statusFor(image, 0, 101), ImsName(IMS_BADPARAM));
-    EXPECT_EQ(statusFor(image, 0, -101), ImsName(IMS_BADPARAM));
-    EXPECT_EQ(statusFor(image, -32768, 0), ImsName(IMS_BADPARAM));
-    EXPECT_EQ(statusFor(image, 0, 32767), ImsName(IMS_BADPARAM));
-    GlobalFree(image);
+    auto made = [&](int bits, DWORD compression = 0) {
+        return Consume(paxtest::MakeDib(4, 4, bits, fill, -1, 0, compression));
+    };
+    const std::vector<BYTE> rgb = made(24);
+    const std::vector<BYTE> good = Consume(paxtest::MakeDib(6, 3, 8, [](int x, int, int) {
+        return static_cast<BYTE>(x);
+    }));
+    auto edit = [](const std::vector<BYTE> &bytes, auto f) { return Edited(bytes, f); };
     struct Case {
         const char *what;
-        HGLOBAL image;
+        std::vector<BYTE> bytes;
+        int b, c;
         DWORD status;
     } cases[] = {
-        {"1 bit", paxtest::MakeDib(4, 4, 1, fill), IMS_BADDEPTH},
-        {"16 bits", paxtest::MakeDib(4, 4, 16, fill), IMS_BADDEPTH},
-        {"32 bits", paxtest::MakeDib(4, 4, 32, fill), IMS_BADDEPTH},
-        {"compressed", paxtest::MakeDib(4, 4, 24, fill, -1, 0, 1), IMS_COMPRESSED},
-        {"1 bit compressed", paxtest::MakeDib(4, 4, 1, fill, -1, 0, 1), IMS_COMPRESSED},
+        {"brightness 101", rgb, 101, 0, IMS_BADPARAM},
+        {"brightness -101", rgb, -101, 0, IMS_BADPARAM},
+        {"contrast 101", rgb, 0, 101, IMS_BADPARAM},
+        {"contrast -101", rgb, 0, -101, IMS_BADPARAM},
+        {"brightness -32768", rgb, -32768, 0, IMS_BADPARAM},
+        {"contrast 32767", rgb, 0, 32767, IMS_BADPARAM},
+        {"1 bit", made(1), 10, 10, IMS_BADDEPTH},
+        {"16 bits", made(16), 10, 10, IMS_BADDEPTH},
+        {"32 bits", made(32), 10, 10, IMS_BADDEPTH},
+        {"compressed", made(24, 1), 10, 10, IMS_COMPRESSED},
+        {"1 bit compressed", made(1, 1), 10, 10, IMS_COMPRESSED},
+        {"header 108", edit(rgb, [](BITMAPINFOHEADER *h) { h->biSize = 108; }), 10, 10, IMS_BADPARAM},
+        {"width 0", edit(rgb, [](BITMAPINFOHEADER *h) { h->biWidth = 0; }), 10, 10, IMS_EMPTYIMAGE},
+        {"height 0", edit(rgb, [](BITMAPINFOHEADER *h) { h->biHeight = 0; }), 10, 10, IMS_EMPTYIMAGE},
+        {"one byte short", std::vector<BYTE>(good.begin(), good.end() - 1), 5, 5, IMS_BADPARAM},
+        {"20 bytes", std::vector<BYTE>(good.begin(), good.begin() + 20), 5, 5, IMS_BADPARAM},
+        {"table", edit(good, [](BITMAPINFOHEADER *h) { h->biClrUsed = 0x80000000u; }), 5, 5, IMS_BADPARAM},
+        {"size past", edit(good, [](BITMAPINFOHEADER *h) { h->biSizeImage = 0xFFFFFFF0u; }), 5, 5, IMS_BADPARAM},
+        {"size below", edit(good, [](BITMAPINFOHEADER *h) { h->biSizeImage = 8; }), 5, 5, IMS_BADPARAM},
+        {"negative width", edit(good, [](BITMAPINFOHEADER *h) { h->biWidth = -6; }), 5, 5, IMS_BADPARAM},
+        {"tall", edit(good, [](BITMAPINFOHEADER *h) { h->biHeight = 0x7FFFFFFF; }), 5, 5, IMS_BADPARAM},
     };
     for (const Case &c : cases) {
-        EXPECT_EQ(statusFor(c.image), ImsName(c.status)) << c.what;
-        GlobalFree(c.image);
+        SCOPED_TRACE(c.what);
+        HGLOBAL block = BlockFrom(c.bytes);
+        state->convertError = 66;
+        EXPECT_EQ(Adjust(block, c.b, c.c), nullptr);
+        EXPECT_EQ(Status(), ImsName(c.status));
+        EXPECT_EQ(state->convertError, 66u);
+        EXPECT_EQ(paxtest::LockCount(block), 0);
+        EXPECT_TRUE(Consume(block) == c.bytes);
     }
-    HGLOBAL core = paxtest::MakeRandomDib24(4, 4, 1);
-    EditHeader(core, [](BITMAPINFOHEADER *h) { h->biSize = 108; });
-    EXPECT_EQ(statusFor(core), ImsName(IMS_BADPARAM));
-    EditHeader(core, [](BITMAPINFOHEADER *h) { h->biSize = 40; h->biWidth = 0; });
-    EXPECT_EQ(statusFor(core), ImsName(IMS_EMPTYIMAGE));
-    EditHeader(core, [](BITMAPINFOHEADER *h) { h->biWidth = 4; h->biHeight = 0; });
-    EXPECT_EQ(statusFor(core), ImsName(IMS_EMPTYIMAGE));
-    GlobalFree(core);
-}
-
-TEST(BrightnessContrastChecks, HeadersClaimingMoreThanTheBlockAreRefused) {
-    HGLOBAL model = paxtest::MakeDib(6, 3, 8, [](int x, int, int) { return static_cast<BYTE>(x); });
-    std::vector<BYTE> good = BlockBytes(model);
-    GlobalFree(model);
-    auto statusFor = [&](std::vector<BYTE> bytes) {
-        HGLOBAL block = BlockFrom(bytes);
-        HDIB r = Adjust(block, 5, 5);
-        EXPECT_EQ(r, nullptr);
-        GlobalFree(block);
-        return ImsName(GetThreadState()->imageStatus);
-    };
-    EXPECT_EQ(statusFor(std::vector<BYTE>(good.begin(), good.end() - 1)), ImsName(IMS_BADPARAM));
-    EXPECT_EQ(statusFor(std::vector<BYTE>(good.begin(), good.begin() + 20)), ImsName(IMS_BADPARAM));
-    std::vector<BYTE> table = good;
-    Header(table)->biClrUsed = 0x80000000u;
-    EXPECT_EQ(statusFor(table), ImsName(IMS_BADPARAM));
-    std::vector<BYTE> size = good;
-    Header(size)->biSizeImage = 0xFFFFFFF0u;
-    EXPECT_EQ(statusFor(size), ImsName(IMS_BADPARAM));
-    std::vector<BYTE> small = good;
-    Header(small)->biSizeImage = 8;
-    EXPECT_EQ(statusFor(small), ImsName(IMS_BADPARAM));
-    std::vector<BYTE> wide = good;
-    Header(wide)->biWidth = -6;
-    EXPECT_EQ(statusFor(wide), ImsName(IMS_BADPARAM));
-    std::vector<BYTE> tall = good;
-    Header(tall)->biHeight = 0x7FFFFFFF;
-    EXPECT_EQ(statusFor(tall), ImsName(IMS_BADPARAM));
+    EXPECT_EQ(Adjust(nullptr, 10, 10), nullptr);
+    EXPECT_EQ(Status(), ImsName(IMS_BADPARAM));
 }
 
 TEST(BrightnessContrastFailures, Sweep) {
@@ -266,7 +214,7 @@ TEST(BrightnessContrastFailures, Sweep) {
         win32lite::FailLockAt(n);
         EXPECT_EQ(Adjust(rgb, 1, 1), nullptr);
         win32lite::ResetFaults();
-        EXPECT_EQ(ImsName(GetThreadState()->imageStatus), ImsName(IMS_LOCKFAILED));
+        EXPECT_EQ(Status(), ImsName(IMS_LOCKFAILED));
     }
     // One failed allocation is retried.
     win32lite::FailAllocationAt(1);

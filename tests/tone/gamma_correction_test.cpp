@@ -21,66 +21,51 @@ using paxtest::CceName;
 
 // trunc(v ^ (ln g / ln 100)), clamped: written out per component.
 int GammaReference(int v, int g) {
-    double p = std::pow(static_cast<double>(v), std::log(static_cast<double>(g)) / std::log(100.0));
-    double t = std::trunc(p);
+    double t = std::trunc(std::pow(static_cast<double>(v), std::log(static_cast<double>(g)) / std::log(100.0)));
     return t < 0 ? 0 : t > 255 ? 255 : static_cast<int>(t);
 }
 
 HDIB Gamma(HGLOBAL image, int r, int g, int b) { return GammaCorrection(image, r, g, b, 0, nullptr); }
 
-// An image whose rows run through every byte value in each channel, with
-// blue, green and red out of step so a swapped channel shows.
-HGLOBAL AllValues() {
-    return paxtest::MakeDib24(256, 2, [](int x, int y) {
+std::string Error() { return CceName(GetLastColorConvertError()); }
+
+// Every gamma from 10 to 500 on every component value, in each channel (blue,
+// green and red out of step so a swapped channel shows): the tables give what
+// the expression gives per component.
+TEST(GammaCorrection, EveryGammaAndComponentMatchesTheExpression) {
+    HGLOBAL image = paxtest::MakeDib24(256, 2, [](int x, int y) {
         return paxtest::Rgb{static_cast<BYTE>(x), static_cast<BYTE>(255 - x), static_cast<BYTE>(x * 7 + y)};
     }, 0x3C);
-}
-
-// Every gamma from 10 to 500 on every component value, in each channel: the
-// tables give what the expression gives per component.
-TEST(GammaCorrection, EveryGammaAndComponentMatchesTheExpression) {
-    HGLOBAL image = AllValues();
     std::vector<BYTE> src = BlockBytes(image);
-    long compared = 0;
     for (int g = 10; g <= 500; ++g) {
-        int gr = g, gg = 510 - g, gb = 10 + (g * 37) % 491;
-        HDIB r = Gamma(image, gr, gg, gb);
+        const int gammas[3] = {10 + (g * 37) % 491, 510 - g, g}; // blue, green, red
+        HDIB r = Gamma(image, gammas[2], gammas[1], gammas[0]);
         ASSERT_NE(r, nullptr) << g;
-        ASSERT_EQ(GetLastColorConvertError(), static_cast<DWORD>(CCE_NONE));
-        std::vector<BYTE> out = BlockBytes(r);
+        ASSERT_EQ(Error(), CceName(CCE_NONE));
+        std::vector<BYTE> out = Consume(r);
         ASSERT_EQ(out.size(), src.size());
-        const int stride = 768;
-        for (int row = 0; row < 2; ++row)
-            for (int x = 0; x < 256; ++x) {
-                size_t at = 40 + static_cast<size_t>(row * stride + 3 * x);
-                ASSERT_EQ(out[at], GammaReference(src[at], gb)) << "blue " << int(src[at]) << " g " << gb;
-                ASSERT_EQ(out[at + 1], GammaReference(src[at + 1], gg)) << "green g " << gg;
-                ASSERT_EQ(out[at + 2], GammaReference(src[at + 2], gr)) << "red g " << gr;
-                compared += 3;
-            }
-        GlobalFree(r);
+        for (size_t at = 40; at < src.size(); ++at)
+            ASSERT_EQ(out[at], GammaReference(src[at], gammas[(at - 40) % 3]))
+                << "byte " << at << " value " << int(src[at]) << " g " << g;
     }
-    EXPECT_EQ(compared, 491L * 2 * 256 * 3);
     EXPECT_TRUE(BlockBytes(image) == src);
     GlobalFree(image);
 }
 
 TEST(GammaCorrectionExamples, ValuesFromTheRule) {
-    EXPECT_EQ(GammaReference(255, 10), 15);
-    EXPECT_EQ(GammaReference(100, 10), 10);
-    EXPECT_EQ(GammaReference(64, 10), 8);
-    EXPECT_EQ(GammaReference(60, 500), 250);
     for (int v = 61; v < 256; ++v) EXPECT_EQ(GammaReference(v, 500), 255);
+    for (int g = 10; g <= 500; ++g) {
+        EXPECT_EQ(GammaReference(0, g), 0) << g;
+        EXPECT_EQ(GammaReference(1, g), 1) << g;
+    }
     HGLOBAL image = paxtest::MakeDib24(4, 1, [](int x, int) {
         static const BYTE v[] = {255, 100, 64, 0};
         return paxtest::Rgb{v[x], 60, 1};
     });
     HDIB r = Gamma(image, 10, 500, 100);
     ASSERT_NE(r, nullptr);
-    EXPECT_EQ(paxtest::Pixel24(r, 0, 0), (paxtest::Rgb{15, 250, 1}));
-    EXPECT_EQ(paxtest::Pixel24(r, 1, 0), (paxtest::Rgb{10, 250, 1}));
-    EXPECT_EQ(paxtest::Pixel24(r, 2, 0), (paxtest::Rgb{8, 250, 1}));
-    EXPECT_EQ(paxtest::Pixel24(r, 3, 0), (paxtest::Rgb{0, 250, 1}));
+    const BYTE red[] = {15, 10, 8, 0};
+    for (int x = 0; x < 4; ++x) EXPECT_EQ(paxtest::Pixel24(r, x, 0), (paxtest::Rgb{red[x], 250, 1}));
     GlobalFree(r);
     GlobalFree(image);
 }
@@ -89,75 +74,56 @@ TEST(GammaCorrectionExamples, GammaHundredCopiesTheBlockByteForByte) {
     HGLOBAL image = paxtest::MakeDib(7, 3, 24, [](int x, int y, int k) {
         return static_cast<BYTE>(x * 31 + y * 5 + k * 80);
     }, 4, 0x77); // a colour table of 4 entries and marked padding
-    HDIB r = Gamma(image, 100, 100, 100);
-    ASSERT_NE(r, nullptr);
-    EXPECT_TRUE(BlockBytes(r) == BlockBytes(image));
-    GlobalFree(r);
-    HDIB dark = Gamma(image, 10, 10, 10);
-    ASSERT_NE(dark, nullptr);
-    std::vector<BYTE> a = BlockBytes(image), b = BlockBytes(dark);
-    EXPECT_TRUE(std::equal(a.begin(), a.begin() + 56, b.begin())) << "header and table copied";
-    EXPECT_EQ(b[56 + 21], 0x77) << "padding copied";
-    GlobalFree(dark);
+    std::vector<BYTE> a = BlockBytes(image);
+    EXPECT_TRUE(Consume(Gamma(image, 100, 100, 100)) == a);
+    std::vector<BYTE> dark = Consume(Gamma(image, 10, 10, 10));
+    EXPECT_TRUE(std::equal(a.begin(), a.begin() + 56, dark.begin())) << "header and table copied";
+    EXPECT_EQ(dark[56 + 21], 0x77) << "padding copied";
     GlobalFree(image);
 }
 
 TEST(GammaCorrection, TopDownImagesAreCorrectedLikeBottomUp) {
     HGLOBAL image = paxtest::MakeRandomDib24(9, 4, 5);
     HGLOBAL topDown = BlockFrom(FlipStorage(BlockBytes(image)));
-    HDIB up = Gamma(image, 30, 200, 470), down = Gamma(topDown, 30, 200, 470);
-    ASSERT_NE(up, nullptr);
-    ASSERT_NE(down, nullptr);
-    EXPECT_TRUE(FlipStorage(BlockBytes(up)) == BlockBytes(down));
-    for (HGLOBAL b : {image, topDown, up, down}) GlobalFree(b);
+    EXPECT_TRUE(FlipStorage(Consume(Gamma(image, 30, 200, 470))) == Consume(Gamma(topDown, 30, 200, 470)));
+    GlobalFree(image);
+    GlobalFree(topDown);
 }
 
 TEST(GammaCorrectionChecks, CodesAndSilentFailures) {
     ThreadState *state = GetThreadState();
-    HGLOBAL image = paxtest::MakeRandomDib24(3, 3, 6);
     auto run = [&](HGLOBAL img, int r, int g, int b) {
         state->convertError = 55;
-        HDIB out = Gamma(img, r, g, b);
-        EXPECT_EQ(out, nullptr);
+        EXPECT_EQ(Gamma(img, r, g, b), nullptr);
         if (img) {
             EXPECT_EQ(paxtest::LockCount(img), 0);
         }
         return CceName(state->convertError);
     };
+    auto bytesCase = [&](std::vector<BYTE> bytes) {
+        HGLOBAL block = BlockFrom(bytes);
+        std::string code = run(block, 100, 100, 100);
+        EXPECT_TRUE(Consume(block) == bytes);
+        return code;
+    };
     EXPECT_EQ(run(nullptr, 100, 100, 100), CceName(CCE_BADARGUMENT));
+    HGLOBAL image = paxtest::MakeRandomDib24(3, 3, 6);
     for (int bad : {9, 501, 0, -1, 1 << 30}) {
         EXPECT_EQ(run(image, bad, 100, 100), CceName(CCE_BADARGUMENT)) << bad;
         EXPECT_EQ(run(image, 100, bad, 100), CceName(CCE_BADARGUMENT)) << bad;
         EXPECT_EQ(run(image, 100, 100, bad), CceName(CCE_BADARGUMENT)) << bad;
     }
+    std::vector<BYTE> good = Consume(image);
     auto fill = [](int x, int y, int k) { return static_cast<BYTE>(x + y + k); };
-    for (int bits : {1, 8, 32}) {
-        HGLOBAL other = paxtest::MakeDib(3, 3, bits, fill);
-        EXPECT_EQ(run(other, 100, 100, 100), CceName(CCE_NONE)) << bits;
-        GlobalFree(other);
-    }
-    std::vector<BYTE> good = BlockBytes(image);
-    auto bytesCase = [&](std::vector<BYTE> bytes) {
-        HGLOBAL block = BlockFrom(bytes);
-        std::string code = run(block, 100, 100, 100);
-        GlobalFree(block);
-        return code;
-    };
+    for (int bits : {1, 8, 32})
+        EXPECT_EQ(bytesCase(Consume(paxtest::MakeDib(3, 3, bits, fill))), CceName(CCE_NONE)) << bits;
+    auto edit = [&](auto f) { return bytesCase(Edited(good, f)); };
     EXPECT_EQ(bytesCase(std::vector<BYTE>(good.begin(), good.end() - 1)), CceName(CCE_BADARGUMENT));
     EXPECT_EQ(bytesCase(std::vector<BYTE>(good.begin(), good.begin() + 30)), CceName(CCE_BADARGUMENT));
-    std::vector<BYTE> table = good;
-    Header(table)->biClrUsed = 0xFFFFFFFFu;
-    EXPECT_EQ(bytesCase(table), CceName(CCE_BADARGUMENT));
-    std::vector<BYTE> core = good;
-    Header(core)->biSize = 12;
-    EXPECT_EQ(bytesCase(core), CceName(CCE_BADARGUMENT));
-    std::vector<BYTE> wide = good;
-    Header(wide)->biWidth = -3;
-    EXPECT_EQ(bytesCase(wide), CceName(CCE_BADARGUMENT));
-    std::vector<BYTE> tall = good;
-    Header(tall)->biHeight = -400;
-    EXPECT_EQ(bytesCase(tall), CceName(CCE_BADARGUMENT));
-    GlobalFree(image);
+    EXPECT_EQ(edit([](BITMAPINFOHEADER *h) { h->biClrUsed = 0xFFFFFFFFu; }), CceName(CCE_BADARGUMENT));
+    EXPECT_EQ(edit([](BITMAPINFOHEADER *h) { h->biSize = 12; }), CceName(CCE_BADARGUMENT));
+    EXPECT_EQ(edit([](BITMAPINFOHEADER *h) { h->biWidth = -3; }), CceName(CCE_BADARGUMENT));
+    EXPECT_EQ(edit([](BITMAPINFOHEADER *h) { h->biHeight = -400; }), CceName(CCE_BADARGUMENT));
 }
 
 TEST(GammaCorrectionFailures, Sweep) {
@@ -168,16 +134,19 @@ TEST(GammaCorrectionFailures, Sweep) {
         EXPECT_EQ(counts.lockPoints, 2);
     }
 #ifndef _WIN32
-    win32lite::ResetFaults();
-    win32lite::FailAllocationAt(1);
-    EXPECT_EQ(Gamma(image, 40, 100, 300), nullptr);
-    win32lite::ResetFaults();
-    EXPECT_EQ(CceName(GetLastColorConvertError()), CceName(CCE_NOMEMORY));
-    for (long n : {1L, 2L}) {
-        win32lite::FailLockAt(n);
+    struct {
+        void (*arm)(long);
+        long at;
+        DWORD error;
+    } faults[] = {{win32lite::FailAllocationAt, 1, CCE_NOMEMORY},
+                  {win32lite::FailLockAt, 1, CCE_NONE},
+                  {win32lite::FailLockAt, 2, CCE_NONE}};
+    for (auto f : faults) {
+        win32lite::ResetFaults();
+        f.arm(f.at);
         EXPECT_EQ(Gamma(image, 40, 100, 300), nullptr);
         win32lite::ResetFaults();
-        EXPECT_EQ(CceName(GetLastColorConvertError()), CceName(CCE_NONE));
+        EXPECT_EQ(Error(), CceName(f.error));
     }
 #endif
     GlobalFree(image);

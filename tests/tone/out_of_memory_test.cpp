@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 extern "C" HGLOBAL __real_GlobalAlloc(UINT flags, SIZE_T bytes);
 
 namespace {
@@ -31,39 +33,41 @@ namespace {
 using paxtest::BlockBytes;
 using paxtest::ImsName;
 
-void Refuse(long skip, long refuse) {
-    g_skip = skip;
-    g_refuse = refuse;
-}
-
-TEST(ToneOutOfMemory, ConvolutionWorkBlockAndResult) {
+// Each allocation that an operation makes, refused on both attempts: the
+// work block and the new image of a convolution (in place allocates the work
+// block only), and the result of brightness and contrast.
+TEST(ToneOutOfMemory, EveryAllocationRefusedTwice) {
     HGLOBAL image = paxtest::MakeRandomDib24(6, 6, 1);
     std::vector<BYTE> src = BlockBytes(image);
-    for (int newImage : {1, 0})
-        for (long skip : {0L, 1L}) {
-            if (!newImage && skip) continue; // in place allocates the work block only
-            paxtest::Snapshot before = paxtest::TakeSnapshot();
-            int code = 0;
-            Refuse(skip, 2);
-            HDIB r = ColorConvolution(image, newImage, 0, CONV_MEAN, 3, nullptr, nullptr, &code, 0, nullptr);
-            Refuse(0, 0);
-            EXPECT_EQ(r, nullptr);
-            EXPECT_EQ(ImsName(static_cast<DWORD>(code)), ImsName(IMS_NOMEMORY)) << skip;
-            EXPECT_TRUE(BlockBytes(image) == src);
-            EXPECT_EQ(paxtest::LockCount(image), 0);
-            paxtest::ExpectCensus(before, 0, "out of memory");
-        }
-    GlobalFree(image);
-}
-
-TEST(ToneOutOfMemory, BrightnessContrastResult) {
-    HGLOBAL image = paxtest::MakeRandomDib24(6, 6, 2);
-    paxtest::Snapshot before = paxtest::TakeSnapshot();
-    Refuse(0, 2);
-    EXPECT_EQ(ColorBrightnessContrast(image, 5, 5, 0), nullptr);
-    Refuse(0, 0);
-    EXPECT_EQ(ImsName(GetThreadState()->imageStatus), ImsName(IMS_NOMEMORY));
-    paxtest::ExpectCensus(before, 0, "out of memory");
+    int code = 0;
+    struct Case {
+        const char *what;
+        long skip;
+        std::function<HDIB()> run;
+        std::function<DWORD()> status;
+    } cases[] = {
+        {"work block", 0, [&] { return ColorConvolution(image, 1, 0, CONV_MEAN, 3, nullptr, nullptr, &code, 0, nullptr); },
+         [&] { return static_cast<DWORD>(code); }},
+        {"new image", 1, [&] { return ColorConvolution(image, 1, 0, CONV_MEAN, 3, nullptr, nullptr, &code, 0, nullptr); },
+         [&] { return static_cast<DWORD>(code); }},
+        {"in place", 0, [&] { return ColorConvolution(image, 0, 0, CONV_MEAN, 3, nullptr, nullptr, &code, 0, nullptr); },
+         [&] { return static_cast<DWORD>(code); }},
+        {"adjusted", 0, [&] { return ColorBrightnessContrast(image, 5, 5, 0); },
+         [] { return GetThreadState()->imageStatus; }},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.what);
+        paxtest::Snapshot before = paxtest::TakeSnapshot();
+        g_skip = c.skip;
+        g_refuse = 2;
+        HDIB r = c.run();
+        g_skip = g_refuse = 0;
+        EXPECT_EQ(r, nullptr);
+        EXPECT_EQ(ImsName(c.status()), ImsName(IMS_NOMEMORY));
+        EXPECT_TRUE(BlockBytes(image) == src);
+        EXPECT_EQ(paxtest::LockCount(image), 0);
+        paxtest::ExpectCensus(before, 0, "out of memory");
+    }
     GlobalFree(image);
 }
 

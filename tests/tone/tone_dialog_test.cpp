@@ -70,13 +70,12 @@ protected:
 
 TEST_F(ToneDialogs, ContrastDialogSeesTheValuesAndItsAnswerIsUsed) {
     HGLOBAL image = paxtest::MakeRandomDib24(5, 4, 1);
-    HDIB plain = ColorBrightnessContrast(image, 100, 0, 0);
+    std::vector<BYTE> plain = Consume(ColorBrightnessContrast(image, 100, 0, 0));
     EXPECT_EQ(dlg_.CallCount(), 0);
     dlg_.SetValue(DD_CONTRAST, 0, 100);
     dlg_.SetValue(DD_CONTRAST, 1, 0);
     GetThreadState()->convertError = 0;
-    HDIB viaDialog = ColorBrightnessContrast(image, -20, 33, -7); // any nonzero flag
-    ASSERT_NE(viaDialog, nullptr);
+    EXPECT_TRUE(Consume(ColorBrightnessContrast(image, -20, 33, -7)) == plain); // any nonzero flag
     ASSERT_EQ(dlg_.CallCount(), 1);
     DialogDoubleCall call = dlg_.Call(0);
     EXPECT_EQ(call.entry, DD_CONTRAST);
@@ -85,30 +84,23 @@ TEST_F(ToneDialogs, ContrastDialogSeesTheValuesAndItsAnswerIsUsed) {
     EXPECT_EQ(call.arguments[0].kind, DD_PTR_INT16);
     EXPECT_EQ(call.arguments[0].before, -20);
     EXPECT_EQ(call.arguments[1].before, 33);
-    EXPECT_TRUE(BlockBytes(viaDialog) == BlockBytes(plain));
     EXPECT_EQ(GetThreadState()->convertError, 0u);
-    GlobalFree(plain);
-    GlobalFree(viaDialog);
     GlobalFree(image);
 }
 
+// Values out of range from the dialog, Cancel, and no dialog for a refused image.
 TEST_F(ToneDialogs, ContrastDialogValuesOutOfRangeAndCancel) {
     HGLOBAL image = paxtest::MakeRandomDib24(5, 4, 2);
-    for (int bad : {101, -101}) {
-        dlg_.SetValue(DD_CONTRAST, 1, bad);
+    for (int answer : {101, -101, 0}) {
+        dlg_.Reset();
+        if (answer) dlg_.SetValue(DD_CONTRAST, 1, answer);
+        else dlg_.SetResult(DD_CONTRAST, 0);
         paxtest::Snapshot before = paxtest::TakeSnapshot();
-        EXPECT_EQ(ColorBrightnessContrast(image, 0, 0, 1), nullptr);
-        EXPECT_EQ(ImsName(GetThreadState()->imageStatus), ImsName(IMS_BADPARAM));
-        paxtest::ExpectCensus(before, 0, "out of range from the dialog");
+        EXPECT_EQ(ColorBrightnessContrast(image, 10, 10, 1), nullptr);
+        EXPECT_EQ(ImsName(GetThreadState()->imageStatus), ImsName(answer ? IMS_BADPARAM : IMS_OK)) << answer;
+        EXPECT_EQ(paxtest::LockCount(image), 0);
+        paxtest::ExpectCensus(before, 0, "refused or cancelled");
     }
-    dlg_.Reset();
-    dlg_.SetResult(DD_CONTRAST, 0);
-    paxtest::Snapshot before = paxtest::TakeSnapshot();
-    EXPECT_EQ(ColorBrightnessContrast(image, 10, 10, 1), nullptr);
-    EXPECT_EQ(ImsName(GetThreadState()->imageStatus), ImsName(IMS_OK));
-    EXPECT_EQ(paxtest::LockCount(image), 0);
-    paxtest::ExpectCensus(before, 0, "cancelled");
-    // The dialog is not shown for an image that the checks refuse.
     HGLOBAL mono = paxtest::MakeDib(4, 4, 1, [](int, int, int) { return BYTE{1}; });
     int calls = dlg_.CallCount();
     EXPECT_EQ(ColorBrightnessContrast(mono, 10, 10, 1), nullptr);
@@ -121,7 +113,7 @@ TEST_F(ToneDialogs, ContrastDialogValuesOutOfRangeAndCancel) {
 
 TEST_F(ToneDialogs, GammaDialogOnlyInModesTwoAndThree) {
     HGLOBAL image = paxtest::MakeRandomDib24(12, 3, 3);
-    HDIB expected = GammaCorrection(image, 50, 200, 400, 0, nullptr);
+    std::vector<BYTE> expected = Consume(GammaCorrection(image, 50, 200, 400, 0, nullptr));
     for (int mode : {0, 1, 2, 3, 4, -1}) {
         SCOPED_TRACE(mode);
         dlg_.Reset();
@@ -129,11 +121,9 @@ TEST_F(ToneDialogs, GammaDialogOnlyInModesTwoAndThree) {
         dlg_.SetValue(DD_GAMMA, 1, 200);
         dlg_.SetValue(DD_GAMMA, 2, 400);
         bool asked = mode == 2 || mode == 3;
-        HDIB r = GammaCorrection(image, asked ? 100 : 50, asked ? 100 : 200, asked ? 100 : 400, mode,
-                                 nullptr);
-        ASSERT_NE(r, nullptr);
-        EXPECT_TRUE(BlockBytes(r) == BlockBytes(expected));
-        EXPECT_EQ(dlg_.CallCount(), asked ? 1 : 0);
+        EXPECT_TRUE(Consume(GammaCorrection(image, asked ? 100 : 50, asked ? 100 : 200, asked ? 100 : 400,
+                                            mode, nullptr)) == expected);
+        ASSERT_EQ(dlg_.CallCount(), asked ? 1 : 0);
         if (asked) {
             DialogDoubleCall call = dlg_.Call(0);
             EXPECT_EQ(call.entry, DD_GAMMA);
@@ -141,39 +131,32 @@ TEST_F(ToneDialogs, GammaDialogOnlyInModesTwoAndThree) {
             EXPECT_EQ(call.arguments[2].kind, DD_PTR_INT32);
             EXPECT_EQ(call.arguments[0].before, 100);
         }
-        GlobalFree(r);
     }
-    GlobalFree(expected);
     GlobalFree(image);
 }
 
-TEST_F(ToneDialogs, GammaDialogValuesOutsideTheRangeAreRefused) {
+// Values outside the range from the dialog (an error), and Cancel (none).
+TEST_F(ToneDialogs, GammaDialogValuesOutsideTheRangeAndCancel) {
     HGLOBAL image = paxtest::MakeRandomDib24(4, 4, 4);
-    for (int bad : {0, -5, 9, 501}) {
+    for (int answer : {0, -5, 9, 501, 100}) {
         dlg_.Reset();
-        dlg_.SetValue(DD_GAMMA, 1, bad);
+        if (answer != 100) dlg_.SetValue(DD_GAMMA, 1, answer);
+        else dlg_.SetResult(DD_GAMMA, 0);
         paxtest::Snapshot before = paxtest::TakeSnapshot();
-        EXPECT_EQ(GammaCorrection(image, 100, 100, 100, 2, nullptr), nullptr);
-        EXPECT_EQ(CceName(GetLastColorConvertError()), CceName(CCE_BADARGUMENT)) << bad;
-        paxtest::ExpectCensus(before, 0, "gamma out of range");
+        EXPECT_EQ(GammaCorrection(image, 100, 100, 100, answer == 100 ? 3 : 2, nullptr), nullptr);
+        EXPECT_EQ(CceName(GetLastColorConvertError()), CceName(answer != 100 ? CCE_BADARGUMENT : CCE_NONE))
+            << answer;
+        paxtest::ExpectCensus(before, 0, "gamma refused or cancelled");
     }
-    dlg_.Reset();
-    dlg_.SetResult(DD_GAMMA, 0);
-    paxtest::Snapshot before = paxtest::TakeSnapshot();
-    EXPECT_EQ(GammaCorrection(image, 100, 100, 100, 3, nullptr), nullptr);
-    EXPECT_EQ(CceName(GetLastColorConvertError()), CceName(CCE_NONE));
-    paxtest::ExpectCensus(before, 0, "gamma dialog cancelled");
     GlobalFree(image);
 }
 
 TEST_F(ToneDialogs, GammaProgressCountsColumns) {
     if (!HaveDisplay()) GTEST_SKIP() << "no display for the dialog";
     HGLOBAL image = paxtest::MakeRandomDib24(23, 4, 5);
-    HDIB plain = GammaCorrection(image, 70, 80, 90, 0, nullptr);
+    std::vector<BYTE> plain = Consume(GammaCorrection(image, 70, 80, 90, 0, nullptr));
     for (int mode : {1, 3}) {
-        HDIB r = GammaCorrection(image, 70, 80, 90, mode, nullptr);
-        ASSERT_NE(r, nullptr);
-        EXPECT_TRUE(BlockBytes(r) == BlockBytes(plain));
+        EXPECT_TRUE(Consume(GammaCorrection(image, 70, 80, 90, mode, nullptr)) == plain);
         EXPECT_EQ(GetThreadState()->progressDialog, nullptr);
 #ifndef _WIN32
         win32lite::DialogRecord d = win32lite::LastDialog();
@@ -181,9 +164,7 @@ TEST_F(ToneDialogs, GammaProgressCountsColumns) {
         EXPECT_EQ(d.stepsTaken, 5); // columns 0, 5, 10, 15, 20
         EXPECT_TRUE(d.destroyed);
 #endif
-        GlobalFree(r);
     }
-    GlobalFree(plain);
     GlobalFree(image);
 }
 
@@ -218,38 +199,34 @@ TEST_F(ToneDialogs, ConvolutionDialogReceivesTheArgumentsAndOnlyConfirms) {
     HGLOBAL image = paxtest::MakeRandomDib24(8, 6, 7);
     std::vector<short> k = {1, 0, -1, 2, 0, -2, 1, 0, -1, 0};
     int code = 0;
-    HDIB plain = ColorConvolution(image, 1, 1, CONV_KERNEL, 3, "unused.flt", k.data(), &code, 0, nullptr);
-    ASSERT_NE(plain, nullptr);
+    std::vector<BYTE> plain =
+        Consume(ColorConvolution(image, 1, 1, CONV_KERNEL, 3, "unused.flt", k.data(), &code, 0, nullptr));
+    ASSERT_FALSE(plain.empty());
     for (int mode : {0, 1, 2, 3, 5}) {
         SCOPED_TRACE(mode);
         dlg_.Reset();
         bool asked = mode == 2 || mode == 3;
         code = 77;
-        HDIB r = ColorConvolution(image, 1, 1, CONV_KERNEL, 3, "unused.flt", k.data(), &code, mode,
-                                  nullptr);
-        ASSERT_NE(r, nullptr);
+        EXPECT_TRUE(Consume(ColorConvolution(image, 1, 1, CONV_KERNEL, 3, "unused.flt", k.data(), &code, mode,
+                                             nullptr)) == plain);
         EXPECT_EQ(code, IMS_OK);
-        EXPECT_TRUE(BlockBytes(r) == BlockBytes(plain));
         ASSERT_EQ(dlg_.CallCount(), asked ? 1 : 0);
-        if (asked) {
-            DialogDoubleCall call = dlg_.Call(0);
-            EXPECT_EQ(call.entry, DD_CONVOLUTION);
-            EXPECT_EQ(call.image, image);
-            ASSERT_EQ(call.argumentCount, 7);
-            EXPECT_EQ(call.arguments[0].value, 1);
-            EXPECT_EQ(call.arguments[1].value, 1);
-            EXPECT_EQ(call.arguments[2].kind, DD_INT16);
-            EXPECT_EQ(call.arguments[2].value, CONV_KERNEL);
-            EXPECT_EQ(call.arguments[3].value, 3);
-            EXPECT_STREQ(call.arguments[4].text, "unused.flt");
-            ASSERT_EQ(call.arguments[5].listCount, 10);
-            EXPECT_EQ(call.arguments[5].list[3], 2);
-            EXPECT_EQ(call.arguments[6].pointer, &code);
-            EXPECT_EQ(call.arguments[6].before, 0); // cleared on entry
-        }
-        GlobalFree(r);
+        if (!asked) continue;
+        DialogDoubleCall call = dlg_.Call(0);
+        EXPECT_EQ(call.entry, DD_CONVOLUTION);
+        EXPECT_EQ(call.image, image);
+        ASSERT_EQ(call.argumentCount, 7);
+        EXPECT_EQ(call.arguments[0].value, 1);
+        EXPECT_EQ(call.arguments[1].value, 1);
+        EXPECT_EQ(call.arguments[2].kind, DD_INT16);
+        EXPECT_EQ(call.arguments[2].value, CONV_KERNEL);
+        EXPECT_EQ(call.arguments[3].value, 3);
+        EXPECT_STREQ(call.arguments[4].text, "unused.flt");
+        ASSERT_EQ(call.arguments[5].listCount, 10);
+        EXPECT_EQ(call.arguments[5].list[3], 2);
+        EXPECT_EQ(call.arguments[6].pointer, &code);
+        EXPECT_EQ(call.arguments[6].before, 0); // cleared on entry
     }
-    GlobalFree(plain);
     GlobalFree(image);
 }
 
@@ -274,13 +251,12 @@ TEST_F(ToneDialogs, ConvolutionProgressCountsRows) {
     if (!HaveDisplay()) GTEST_SKIP() << "no display for the dialog";
     HGLOBAL image = paxtest::MakeRandomDib24(9, 23, 9);
     int code = 0;
-    for (int n : {3, 7}) {
-        HDIB plain = ColorConvolution(image, 1, 0, CONV_MEAN, static_cast<short>(n), nullptr, nullptr, &code, 0, nullptr);
+    for (short n : {3, 7}) {
+        std::vector<BYTE> plain =
+            Consume(ColorConvolution(image, 1, 0, CONV_MEAN, n, nullptr, nullptr, &code, 0, nullptr));
         for (int mode : {1, 3}) {
-            HDIB r = ColorConvolution(image, 1, 0, CONV_MEAN, static_cast<short>(n), nullptr, nullptr,
-                                      &code, mode, nullptr);
-            ASSERT_NE(r, nullptr);
-            EXPECT_TRUE(BlockBytes(r) == BlockBytes(plain));
+            EXPECT_TRUE(Consume(ColorConvolution(image, 1, 0, CONV_MEAN, n, nullptr, nullptr, &code, mode,
+                                                 nullptr)) == plain);
             EXPECT_EQ(GetThreadState()->progressDialog, nullptr);
 #ifndef _WIN32
             win32lite::DialogRecord d = win32lite::LastDialog();
@@ -290,9 +266,7 @@ TEST_F(ToneDialogs, ConvolutionProgressCountsRows) {
             for (int y = -h; y <= 23 + h - 1; ++y) steps += y % 5 == 0;
             EXPECT_EQ(d.stepsTaken, steps);
 #endif
-            GlobalFree(r);
         }
-        GlobalFree(plain);
     }
     GlobalFree(image);
 }

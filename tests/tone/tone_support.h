@@ -33,6 +33,26 @@ template <typename F> void EditHeader(HGLOBAL block, F edit) {
     GlobalUnlock(block);
 }
 
+// A copy of `bytes` with one header field rewritten.
+template <typename F> std::vector<BYTE> Edited(std::vector<BYTE> bytes, F edit) {
+    edit(Header(bytes));
+    return bytes;
+}
+
+// Writes `bytes` back over a block of the same size.
+inline void Refill(HGLOBAL block, const std::vector<BYTE> &bytes) {
+    std::memcpy(GlobalLock(block), bytes.data(), bytes.size());
+    GlobalUnlock(block);
+}
+
+// The bytes of a block, which is then freed; none for a null handle.
+inline std::vector<BYTE> Consume(HGLOBAL block) {
+    if (!block) return {};
+    std::vector<BYTE> bytes = paxtest::BlockBytes(block);
+    GlobalFree(block);
+    return bytes;
+}
+
 inline int64_t Stride24(int64_t w) { return (w * 24 + 31) / 32 * 4; }
 
 inline int Clamp(int v, int lo, int hi) { return v < lo ? lo : v > hi ? hi : v; }
@@ -134,21 +154,14 @@ inline std::vector<int> ListOf(const BuiltIn &b) {
 // negatives and other values.
 inline std::vector<int> RandomKernel(paxtest::Rng &rng, int n) {
     std::vector<int> k(static_cast<size_t>(n * n + 1), 0);
-    int posLeft = 127, negLeft = 127;
-    int picks = 1 + rng.Below(n * n);
-    for (int p = 0; p < picks; ++p) {
-        int at = rng.Below(n * n);
-        if (rng.Below(2)) {
-            int v = posLeft ? 1 + rng.Below(posLeft < 60 ? posLeft : 60) : 0;
-            if (k[at] < 0) continue;
-            k[at] += v;
-            posLeft -= v;
-        } else {
-            int v = negLeft ? 1 + rng.Below(negLeft < 60 ? negLeft : 60) : 0;
-            if (k[at] > 0) continue;
-            k[at] -= v;
-            negLeft -= v;
-        }
+    int left[2] = {127, 127}; // what the positive and the negative sums may still take
+    for (int picks = 1 + rng.Below(n * n); picks > 0; --picks) {
+        int at = rng.Below(n * n), sign = rng.Below(2) ? 1 : -1;
+        int &budget = left[sign < 0];
+        if (budget == 0 || k[at] * sign < 0) continue;
+        int v = 1 + rng.Below(budget < 60 ? budget : 60);
+        k[at] += sign * v;
+        budget -= v;
     }
     static const int kDivisors[] = {0, 0, 0, 1, 2, 3, 4, 7, 8, 16, 32, 44, 64, 100, -1, -2, -8, -9, -64, 127, 128};
     k[n * n] = kDivisors[rng.Below(static_cast<int>(sizeof kDivisors / sizeof kDivisors[0]))];
