@@ -16,6 +16,22 @@ inline void SetMegapixelRate(benchmark::State &state, int64_t pixelsPerIteration
         static_cast<double>(pixelsPerIteration) / 1e6, benchmark::Counter::kIsIterationInvariantRate);
 }
 
+// Times op(), which returns a new image, freeing each result; a null result
+// stops the benchmark with an error. Reports megapixels per second.
+template <typename Op>
+void RunImageOperation(benchmark::State &state, int64_t pixelsPerIteration, Op op) {
+    for (auto _ : state) {
+        HGLOBAL out = op();
+        if (!out) {
+            state.SkipWithError("the operation returned no image");
+            break;
+        }
+        benchmark::DoNotOptimize(out);
+        GlobalFree(out);
+    }
+    SetMegapixelRate(state, pixelsPerIteration);
+}
+
 // memcpy of `bytes` bytes, reported in the same megapixels per second for an
 // image of `pixels` pixels: the baseline every image benchmark stands beside.
 void MemcpyBaseline(benchmark::State &state, int64_t bytes, int64_t pixels);

@@ -19,16 +19,7 @@ HGLOBAL Image() {
 
 template <typename Op> void Run(benchmark::State &state, Op op) {
     HGLOBAL image = Image();
-    for (auto _ : state) {
-        HDIB out = op(image);
-        if (!out) {
-            state.SkipWithError("the operation failed");
-            break;
-        }
-        benchmark::DoNotOptimize(out);
-        GlobalFree(out);
-    }
-    paxbench::SetMegapixelRate(state, kPixels);
+    paxbench::RunImageOperation(state, kPixels, [&] { return op(image); });
 }
 
 void BM_Memcpy24(benchmark::State &state) {

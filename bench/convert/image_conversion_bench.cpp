@@ -27,13 +27,9 @@ HDIB ModelImage(int model) {
 
 void Convert(benchmark::State &state, int from, int to, pax::WalkKind kind) {
     HDIB source = from == MODEL_RGB ? RgbImage() : ModelImage(from);
-    for (auto _ : state) {
-        HDIB result = pax::ConvertDIBColorSpaceWith(kind, source, from, to, 0, nullptr);
-        if (!result) state.SkipWithError("conversion failed");
-        benchmark::DoNotOptimize(result);
-        GlobalFree(result);
-    }
-    paxbench::SetMegapixelRate(state, kPixels);
+    paxbench::RunImageOperation(state, kPixels, [&] {
+        return pax::ConvertDIBColorSpaceWith(kind, source, from, to, 0, nullptr);
+    });
 }
 
 void BM_Memcpy(benchmark::State &state) {

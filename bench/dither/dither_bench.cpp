@@ -25,16 +25,7 @@ HGLOBAL Image8() {
 }
 
 void Run(benchmark::State &state, HDIB (*dither)(HDIB, int), HGLOBAL image, int arg) {
-    for (auto _ : state) {
-        HDIB out = dither(image, arg);
-        if (!out) {
-            state.SkipWithError("the dither failed");
-            break;
-        }
-        benchmark::DoNotOptimize(out);
-        GlobalFree(out);
-    }
-    paxbench::SetMegapixelRate(state, kPixels);
+    paxbench::RunImageOperation(state, kPixels, [&] { return dither(image, arg); });
 }
 
 void BM_Memcpy24(benchmark::State &state) {
