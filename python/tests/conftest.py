@@ -4,11 +4,13 @@ import gc
 import os
 import struct
 import subprocess
+import sys
 
 import numpy as np
 import pytest
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+sys.path.insert(0, os.path.join(ROOT, "python"))
 os.environ.setdefault("PAXIMAGE_LIBRARY", os.path.join(ROOT, "build", "linux", "bin", "libPAXIMGUser.so"))
 
 import paximage  # noqa: E402  (after the library path is known)

@@ -220,3 +220,23 @@ def test_failures_midway_free_every_block(monkeypatch, where, kind):
         except RuntimeError:
             failed += 1
     assert failed > 0
+
+
+def test_pip_install_offline_bundles_the_library(tmp_path):
+    """pip with Debian's setuptools, no network and no build isolation installs
+    the package with the built library beside it; it imports from anywhere."""
+    root = os.path.dirname(os.path.dirname(P.__file__))
+    shutil.copytree(root, tmp_path / "src", ignore=shutil.ignore_patterns(
+        "build", "*.egg-info", "__pycache__", "tests", "*.so*"))
+    venv = tmp_path / "venv"
+    subprocess.run([sys.executable, "-m", "venv", "--system-site-packages", "--without-pip", str(venv)], check=True)
+    python = str(venv / "bin" / "python")
+    done = subprocess.run([python, "-m", "pip", "install", "--no-index", "--no-build-isolation", "--no-deps",
+                           "-q", str(tmp_path / "src")], capture_output=True, text=True, cwd=tmp_path)
+    assert done.returncode == 0, done.stdout + done.stderr
+    env = {k: v for k, v in os.environ.items() if k not in ("PAXIMAGE_LIBRARY", "PYTHONPATH")}
+    done = subprocess.run([python, "-c", "import paximage; print(paximage.library_path, paximage.version(), sep='|')"],
+                          capture_output=True, text=True, env=env, cwd=tmp_path)
+    assert done.returncode == 0, done.stderr
+    path, version = done.stdout.strip().split("|")
+    assert path.startswith(str(venv)) and path.endswith("paximage/libPAXIMGUser.so") and version == "Version 12.08"
