@@ -98,6 +98,12 @@ class Image:
         self.width, self.height, self.bits, self.tag = h[1], h[2], h[4], h[5]
         self.model = model_of_tag(self.tag)
 
+    @classmethod
+    def adopt(cls, handle):
+        """Takes ownership of a packed DIB block made elsewhere (freed with
+        GlobalFree by this object)."""
+        return cls(N.adopt(handle, "adopted"))
+
     # -- ownership -----------------------------------------------------------
     @property
     def handle(self):
@@ -337,8 +343,8 @@ class Image:
                 return PILImage.frombytes("1", (self.width, self.height), np.ascontiguousarray(rows).tobytes(),
                                           "raw", "1", rows.shape[1])
             indices = self._indices(rows)
-        if self.bits == 8 and len(palette) == 256 and (palette == grey_palette()).all():
-            return PILImage.fromarray(indices, "L")
+        if self.bits == 8 and (palette[:, :1] == palette).all():  # a grey table: its values, mode L
+            return PILImage.fromarray(self.to_numpy(), "L")
         out = PILImage.fromarray(indices, "P")
         out.putpalette(palette.reshape(-1).tolist())
         return out

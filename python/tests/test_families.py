@@ -124,12 +124,16 @@ def same_pil(a, b):
            (b.mode, b.size, b.tobytes(), b.getpalette(), b.info.get("paximage.model"))
 
 
-@pytest.mark.parametrize("name,mode,command,call", FAMILIES[::3], ids=[f[0] for f in FAMILIES[::3]])
+KINDS = [f for f in FAMILIES if f[1] != "RGB" or f[0].startswith(("convert", "ordered-from", "dither-stucki"))] + FAMILIES[3:15:3]
+
+
+@pytest.mark.parametrize("name,mode,command,call", KINDS, ids=[f[0] for f in KINDS])
 def test_numpy_and_pillow_get_their_own_kind_back(name, mode, command, call):
     pic = source(mode)
     with P.Image.from_pil(pic) as im, call(im) as expected:
         from_pil = call(pic)
         assert isinstance(from_pil, PILImage.Image) and same_pil(from_pil, expected.to_pil())
+        assert from_pil.mode == "L" or name != "brightness-contrast-grey"  # a grey table stays grey
         array = np.asarray(pic) if mode != "P" else np.asarray(pic.convert("RGB"))
         from_numpy = call(array)
         want = expected.to_numpy()
