@@ -16,7 +16,8 @@ import numbers
 import numpy as np
 
 from . import _native as N
-from ._errors import (LibraryNotFoundError, PaxImageArgumentError, PaxImageError, convert_error_name)
+from ._errors import (LibraryNotFoundError, PaxImageArgumentError, PaxImageError, convert_error_name,
+                      image_status_name)
 from ._image import Image, PaxArray, model_code
 
 __all__ = ["Image", "PaxArray", "PaxImageError", "PaxImageArgumentError", "LibraryNotFoundError",
@@ -70,7 +71,7 @@ class _Call:
     back in the caller's kind. Every block made on the way is freed on exit."""
 
     def __init__(self, image, rgb24=False):
-        self.kind, self.like, self.temps = None, image, []
+        self.kind, self.temps = None, []
         if isinstance(image, Image):
             self.kind, self.image = "image", image
             if rgb24 and image.bits <= 8 and image.tag == 0:  # palette images are taken as RGB
@@ -126,15 +127,16 @@ def _check_convert_result(function, handle):
     raise PaxImageError(function, detail="no image returned (an image it does not take, or no memory)")
 
 
-def _check_rgb(function, call, code, bits=(24,)):
+def _check_rgb(function, call, tag_code="CCE_BADMODEL", depth_code=None):
+    """The 24-bit RGB families. Images tagged with another model are refused
+    (the adjustments would take their bytes as R, G, B); the library itself
+    refuses other depths, with no code for the CCE families."""
     im = call.image
     if im.tag != 0:
-        raise PaxImageArgumentError(function, code, "the image holds %s values; convert it to rgb first"
+        raise PaxImageArgumentError(function, tag_code, "the image holds %s values; convert it to rgb first"
                                     % (im.model or "unknown"))
-    if im.bits not in bits:
-        raise PaxImageArgumentError(function, code if code.startswith("IMS") else None,
-                                    "it takes %s-bit images, not %d-bit ones"
-                                    % (", ".join(map(str, bits)), im.bits))
+    if im.bits != 24:
+        raise PaxImageArgumentError(function, depth_code, "it takes 24-bit images, not %d-bit ones" % im.bits)
 
 
 def _model_of(image):
@@ -161,10 +163,6 @@ def convert(image, to, from_=None):
         return call.give(result)
 
 
-_COMPONENTS = {"rgb": "rgb", "yuv": "yuv", "cmy": "cmy", "cmyk": "cmyk", "yiq": "yiq", "hsv": "hsv",
-               "hsi": "hsi", "xyz": "xyz", "lab": "lab"}
-
-
 def split(image, model="rgb"):
     """One grey image per component of `model`, as a named tuple (fields are the
     component letters: r, g, b; h, s, v; c, m, y, k; ...). The library's own
@@ -180,8 +178,6 @@ def split(image, model="rgb"):
         names = N.MODELS[code - 1] if n == 3 or code == 4 else "rgbx"
         if code == 4:
             made = [made[3], made[0], made[1], made[2]]
-        if code == 9:
-            names = "lab"
         out = []
         for im in made:
             if call.kind == "image":
@@ -211,7 +207,7 @@ def hue_saturation(image, hue=0, saturation=0, lightness=0, hue_range=None):
     if lo == hi and lo != 0:
         raise PaxImageArgumentError(fn, bad, "hue_range needs two different ends")
     with _Call(image, rgb24=True) as call:
-        _check_rgb(fn, call, bad)
+        _check_rgb(fn, call)
         return call.give(_check_convert_result(fn, N.ColorHueSaturation(
             call.image.handle, hue, saturation, lightness, lo, hi, 0, None)))
 
@@ -219,7 +215,7 @@ def hue_saturation(image, hue=0, saturation=0, lightness=0, hue_range=None):
 def desaturate(image):
     """Replaces every pixel by the grey (max + min) / 2 of its components."""
     with _Call(image, rgb24=True) as call:
-        _check_rgb("Desaturate", call, "CCE_BADARGUMENT")
+        _check_rgb("Desaturate", call)
         return call.give(_check_convert_result("Desaturate", N.Desaturate(call.image.handle, 0, None)))
 
 
@@ -236,7 +232,7 @@ def replace_color(image, target, tolerance=0, hue=0, saturation=0, lightness=0):
     target_bgr = (ctypes.c_ubyte * 3)(b, g, r)  # the library takes the target in pixel order
     tolerance_rgb = (ctypes.c_ubyte * 3)(*tol)
     with _Call(image, rgb24=True) as call:
-        _check_rgb(fn, call, bad)
+        _check_rgb(fn, call)
         return call.give(_check_convert_result(fn, N.ReplaceColor(
             call.image.handle, target_bgr, tolerance_rgb, hue, saturation, lightness, 0, None)))
 
@@ -247,7 +243,7 @@ def cmyk_levels(image, cyan=0, magenta=0, yellow=0, black=0):
     levels = [_int(fn, bad, n, v, -100, 100) for n, v in
               (("cyan", cyan), ("magenta", magenta), ("yellow", yellow), ("black", black))]
     with _Call(image, rgb24=True) as call:
-        _check_rgb(fn, call, bad)
+        _check_rgb(fn, call)
         return call.give(_check_convert_result(fn, N.ColorCMYKLevels(call.image.handle, *levels, 0, None)))
 
 
@@ -276,7 +272,7 @@ def gamma(image, value=100, *, red=None, green=None, blue=None):
     g = [_int(fn, bad, n, value if v is None else v, 10, 500) for n, v in
          (("red", red), ("green", green), ("blue", blue))]
     with _Call(image, rgb24=True) as call:
-        _check_rgb(fn, call, bad)
+        _check_rgb(fn, call)
         return call.give(_check_convert_result(fn, N.GammaCorrection(call.image.handle, *g, 0, None)))
 
 
@@ -324,18 +320,13 @@ def convolve(image, kernel=None, *, divisor=0, type=None, size=3, intensity="mea
         raise PaxImageArgumentError(fn, bad, "type 'file' needs filter_file")
     path = str(filter_file).encode() if type == "file" else None
     with _Call(image, rgb24=True) as call:
-        _check_rgb(fn, call, "IMS_COMPRESSED")
+        _check_rgb(fn, call, "IMS_COMPRESSED", "IMS_BADDEPTH")
         status = ctypes.c_int(0)
         h = N.ColorConvolution(call.image.handle, 1, 1 if intensity == "weighted" else 0, _FILTERS[type],
                                size, path, coefficients, ctypes.byref(status), 0, None)
         if not h:
-            raise PaxImageError(fn, _errors_name(status.value))
+            raise PaxImageError(fn, image_status_name(status.value))
         return call.give(h)
-
-
-def _errors_name(value):
-    from ._errors import image_status_name
-    return image_status_name(value)
 
 
 def dither(image, method="fs4", bits=1):
@@ -354,7 +345,7 @@ def dither(image, method="fs4", bits=1):
     with _Call(image) as call:
         im = call.image
         if im.tag != 0:
-            raise PaxImageArgumentError(fn, "IMS_BADPARAM", "the image holds %s values; convert it to rgb first"
+            raise PaxImageArgumentError(fn, "IMS_COMPRESSED", "the image holds %s values; convert it to rgb first"
                                         % im.model)
         if bits >= im.bits or im.bits not in (4, 8, 24):
             raise PaxImageArgumentError(fn, "IMS_BADBITS", "%d bits from a %d-bit image" % (bits, im.bits))
@@ -374,7 +365,7 @@ def ordered(image, type=0):
     with _Call(image) as call:
         im = call.image
         if im.tag != 0:
-            raise PaxImageArgumentError(fn, "IMS_BADPARAM", "the image holds %s values" % im.model)
+            raise PaxImageArgumentError(fn, "IMS_COMPRESSED", "the image holds %s values" % im.model)
         palette = im.palette()
         if not (im.bits == 8 and len(palette) == 256 and (palette == np.arange(256)[:, None]).all()):
             a = im.to_numpy()
