@@ -12,7 +12,7 @@ import struct
 import numpy as np
 
 from . import _native as N
-from ._errors import PaxImageError
+from ._errors import PaxImageArgumentError, PaxImageError
 
 HEADER = struct.Struct("<IiiHHIIiiII")
 PELS_PER_METRE = 2835  # 72 dots per inch
@@ -24,7 +24,6 @@ def model_code(model, argument="model"):
         return N.MODELS.index(model.lower()) + 1
     if isinstance(model, int) and not isinstance(model, bool) and 1 <= model <= 9:
         return model
-    from ._errors import PaxImageArgumentError
     raise PaxImageArgumentError("paximage", "CCE_BADMODEL",
                                 "%s takes one of %s (or 1..9), not %r" % (argument, ", ".join(N.MODELS), model))
 
@@ -95,14 +94,24 @@ class Image:
             raise ValueError("an Image takes a block registered with the package")
         self._handle = handle
         h = self._header()
-        self.width, self.height, self.bits, self.tag = h[1], h[2], h[4], h[5]
+        self.width, self.height, self.bits, self.tag = h[1], abs(h[2]), h[4], h[5]
+        self.top_down = h[2] < 0  # only in blocks made elsewhere
         self.model = model_of_tag(self.tag)
+        if h[0] != 40 or self.width < 0 or 40 + 4 * self.table_entries() + \
+                stride(self.width, self.bits) * self.height > N.GlobalSize(handle):
+            self._handle = None  # not this object's to free
+            raise ValueError("the block does not hold the packed DIB its header describes")
 
     @classmethod
     def adopt(cls, handle):
         """Takes ownership of a packed DIB block made elsewhere (freed with
         GlobalFree by this object)."""
-        return cls(N.adopt(handle, "adopted"))
+        N.adopt(handle, "adopted")
+        try:
+            return cls(handle)
+        except BaseException:
+            N.disown(handle)  # still the caller's
+            raise
 
     # -- ownership -----------------------------------------------------------
     @property
@@ -178,15 +187,20 @@ class Image:
         s = stride(self.width, self.bits)
         off = 40 + 4 * self.table_entries()
         buf = (ctypes.c_ubyte * (s * self.height)).from_address(p + off)
-        return np.ctypeslib.as_array(buf).reshape(self.height, s)[::-1]
+        rows = np.ctypeslib.as_array(buf).reshape(self.height, s)
+        return rows if self.top_down else rows[::-1]
 
     def copy(self):
         """A new block holding the same bytes."""
         size = N.GlobalSize(self.handle)
         h = N.alloc(size)
-        with _Lock(h) as dst, self._locked() as src:
-            ctypes.memmove(dst, src, size)
-        return Image(h)
+        try:
+            with _Lock(h) as dst, self._locked() as src:
+                ctypes.memmove(dst, src, size)
+            return Image(h)
+        except BaseException:
+            N.free(h)
+            raise
 
     # -- making images -------------------------------------------------------
     @classmethod

@@ -197,8 +197,16 @@ def test_blocks_are_freed_by_with_close_and_collection():
     assert handle not in _native.live_blocks()
     with pytest.raises(ValueError):
         im.to_numpy()
-    owner = P.Image.from_numpy(RGB).detach()  # handed over: the caller frees it
-    assert _native.GlobalFlags(owner) == 0 and _native.GlobalFree(owner) is None
+    owner = P.Image.from_numpy(RGB).detach()  # handed over, and taken back
+    assert owner not in _native.live_blocks() and _native.GlobalFlags(owner) == 0
+    with P.Image.adopt(owner) as back:
+        assert np.array_equal(back.to_numpy(), RGB)
+    short = _native.GlobalAlloc(_native.GHND, 60)  # a header promising more than the block holds
+    ctypes.memmove(_native.GlobalLock(short), bytes.fromhex("28000000" "05000000" "05000000" "0100" "1800"), 16)
+    _native.GlobalUnlock(short)
+    with pytest.raises(ValueError):
+        P.Image.adopt(short)
+    assert _native.GlobalFree(short) is None  # refused, so still the caller's to free
 
 
 @pytest.mark.parametrize("kind,where", [("numpy", "_image.np.copyto"), ("numpy", "Image.to_numpy"),
