@@ -46,9 +46,9 @@ def candidate_paths():
     here = os.path.dirname(os.path.abspath(__file__))
     paths = [os.path.join(here, n) for n in LIBRARY_NAMES]
     sub = ("bin", "lib") if os.name == "nt" else ("lib", "lib64")
-    for prefix in _prefixes():
+    for prefix in _prefixes():  # an installed library goes by its versioned name first
         for d in sub:
-            paths += [os.path.join(prefix, d, n) for n in LIBRARY_NAMES]
+            paths += [os.path.join(prefix, d, n) for n in reversed(LIBRARY_NAMES)]
     seen = set()
     return [p for p in paths if not (p in seen or seen.add(p))]
 

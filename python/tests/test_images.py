@@ -178,6 +178,11 @@ def test_loader_search_order_and_message(tmp_path):
     if not ok:  # nothing installed on this machine: every place tried is named
         assert str(pkg / "paximage" / "libPAXIMGUser.so") + ": not there" in out
         assert "/usr/local/lib/libPAXIMGUser.so" in out and "the loader's search" in out
+    prefix = tmp_path / "prefix"  # installed: <prefix>/lib/python3/site-packages and <prefix>/lib
+    shutil.copytree(pkg, prefix / "lib" / "python3" / "site-packages")
+    shutil.copy(P.library_path, prefix / "lib" / "libPAXIMGUser.so.12")
+    site = str(prefix / "lib" / "python3" / "site-packages")
+    assert probe({}, site) == (True, str(prefix / "lib" / "libPAXIMGUser.so.12") + "\n")
     shutil.copy(P.library_path, pkg / "paximage" / "libPAXIMGUser.so")
     assert probe({}, str(pkg)) == (True, str(pkg / "paximage" / "libPAXIMGUser.so") + "\n")
     assert probe({"PAXIMAGE_LIBRARY": P.library_path}, str(pkg)) == (True, P.library_path + "\n")
