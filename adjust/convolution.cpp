@@ -21,11 +21,11 @@
 //   show: the result is the same as for the bottom-up image of that picture,
 //   so a kernel points the same way on the screen for both.
 // - Widths above 21844 (the widest whose row stride fits 16 bits), negative
-//   widths, and more than 32767 rows are refused with IMS_BADPARAM, as is a
-//   header whose colour table, rows or biSizeImage lie beyond its block's end
-//   (or whose biSizeImage is smaller than its rows).
-// - A 24-bit image with a colour table (biClrUsed not 0) has its rows after
-//   the table; a new image carries a copy of the table.
+//   widths, and more than 32767 rows are refused with IMS_BADPARAM, as are
+//   rows that run past the caller's block and, for a new image, a
+//   biSizeImage smaller than the rows (the new image could not hold them).
+//   A biSizeImage larger than the caller's block is no fault: the new image
+//   is simply that large.
 // - A null errorCode is refused before anything else: the call returns 0
 //   and has no way to say why.
 #include "convolution.h"
@@ -33,7 +33,6 @@
 #include "param_dialog.h"
 #include "progress.h"
 #include "thread_state.h"
-#include "tone_layout.h"
 
 #include <cstring>
 #include <optional>
@@ -50,22 +49,26 @@ struct Kernel {
     int divisor = 1;
 };
 
-// Header checks in their fixed order, then the geometry checks.
-int CheckImage(const BlockLock &image, ToneLayout *layout, int64_t *pixelBytes) {
-    if (image.size() < kDibHeaderSize) return IMS_BADPARAM;
-    const auto *h = reinterpret_cast<const BITMAPINFOHEADER *>(image.data());
-    if (h->biSize != kDibHeaderSize) return IMS_BADPARAM;
-    if (h->biCompression != BI_RGB) return IMS_COMPRESSED;
-    if (h->biBitCount != 24) return IMS_BADDEPTH;
-    if ((h->biWidth & 0xFFFF) == 0 || (h->biHeight & 0xFFFF) == 0) return IMS_EMPTYIMAGE;
-    if (h->biWidth < 0 || h->biWidth > kMaxWidth || h->biHeight > kMaxRows ||
-        h->biHeight < -kMaxRows)
+// Header checks in their fixed order, then the geometry checks. The rows
+// follow the 40-byte header directly, whatever biClrUsed says; they must lie
+// inside the caller's block. A new image is biSizeImage bytes (the rows' size
+// when it is 0) after the header, and must hold every row; in place,
+// biSizeImage is not looked at.
+int CheckImage(const BlockLock &image, bool newImage, DibLayout *layout) {
+    LayoutRules rules;
+    rules.depths = uint64_t{1} << 24;
+    rules.topDown = true;
+    rules.rowsStart = RowsStart::AfterHeader;
+    rules.sizeImage = newImage ? SizeImageRule::SizesResult : SizeImageRule::Ignored;
+    *layout = LocateImage(image.data(), image.size(), rules);
+    const DibLayout &l = *layout;
+    if (!l.header || !l.infoHeader) return IMS_BADPARAM;
+    if (l.header->biCompression != BI_RGB) return IMS_COMPRESSED;
+    if (!l.depthAccepted) return IMS_BADDEPTH;
+    if ((l.width & 0xFFFF) == 0 || (l.heightField & 0xFFFF) == 0) return IMS_EMPTYIMAGE;
+    if (l.width < 0 || l.width > kMaxWidth || l.heightField > kMaxRows || l.heightField < -kMaxRows)
         return IMS_BADPARAM;
-    if (!LocateToneRows(image.data(), image.size(), 24, layout)) return IMS_BADPARAM;
-    int64_t size = h->biSizeImage != 0 ? static_cast<int64_t>(h->biSizeImage) : layout->imageSize;
-    int64_t room = static_cast<int64_t>(image.size()) - (layout->pixels - image.data());
-    if (size < layout->imageSize || size > room) return IMS_BADPARAM;
-    *pixelBytes = size;
+    if (!l.ok()) return IMS_BADPARAM;
     return IMS_OK;
 }
 
@@ -201,9 +204,8 @@ HDIB Convolve(HDIB hDib, int newImage, int intensityMode, short filterType, shor
         *errorCode = IMS_LOCKFAILED;
         return nullptr;
     }
-    ToneLayout src;
-    int64_t pixelBytes = 0;
-    if (int code = CheckImage(image, &src, &pixelBytes)) {
+    DibLayout src;
+    if (int code = CheckImage(image, newImage != 0, &src)) {
         *errorCode = code;
         return nullptr;
     }
@@ -214,7 +216,7 @@ HDIB Convolve(HDIB hDib, int newImage, int intensityMode, short filterType, shor
     const int n = kernelSize;
     const int h = n / 2;
     const int width = static_cast<int>(src.width);
-    const int rows = static_cast<int>(src.rows);
+    const int rows = static_cast<int>(src.height);
 
     Kernel kernel;
     if (filterType == CONV_KERNEL || filterType == CONV_FILE) {
@@ -247,14 +249,13 @@ HDIB Convolve(HDIB hDib, int newImage, int intensityMode, short filterType, shor
         return nullptr;
     }
 
-    // A new image: the header unchanged (and the colour table, if any), the
-    // pixel area zero until rows are written.
-    const int64_t tableBytes = 4 * src.tableEntries;
+    // A new image: the 40 header bytes unchanged, then biSizeImage bytes (the
+    // rows' size when it is 0), zero until rows are written.
     OwnedBlock result;
     std::optional<BlockLock> resultLock;
     BYTE *dstPixels = src.pixels;
     if (newImage) {
-        result.Reset(AllocateTwice(kDibHeaderSize + tableBytes + pixelBytes));
+        result.Reset(AllocateTwice(kDibHeaderSize + src.sizeImage));
         if (!result) {
             *errorCode = IMS_NOMEMORY;
             return nullptr;
@@ -264,8 +265,8 @@ HDIB Convolve(HDIB hDib, int newImage, int intensityMode, short filterType, shor
             *errorCode = IMS_LOCKFAILED;
             return nullptr;
         }
-        std::memcpy(resultLock->data(), image.data(), static_cast<size_t>(kDibHeaderSize + tableBytes));
-        dstPixels = resultLock->data() + kDibHeaderSize + tableBytes;
+        std::memcpy(resultLock->data(), image.data(), kDibHeaderSize);
+        dstPixels = resultLock->data() + kDibHeaderSize;
     }
 
     if (mode == 2 || mode == 3) {

@@ -17,7 +17,6 @@
 #include "param_dialog.h"
 #include "progress.h"
 #include "thread_state.h"
-#include "tone_layout.h"
 
 #include <climits>
 #include <cmath>
@@ -55,9 +54,10 @@ void BuildTables(int gammaRed, int gammaGreen, int gammaBlue, GammaTables *t) {
 // Columns [x0, x1) of every row; the stored bytes of a pixel are blue, green,
 // red. Walked row by row within the strip: each pixel is independent, so the
 // order inside one progress step is free.
-void CorrectColumns(const ToneLayout &img, BYTE *dstPixels, int64_t x0, int64_t x1,
+void CorrectColumns(const DibLayout &img, BYTE *dstPixels, int64_t x0, int64_t x1,
                     const GammaTables &t) {
-    for (int64_t r = 0; r < img.rows; ++r) {
+    if (x0 >= x1) return; // no columns: no row is walked, however many there are
+    for (int64_t r = 0; r < img.height; ++r) {
         BYTE *p = dstPixels + r * img.stride + 3 * x0;
         for (int64_t x = x0; x < x1; ++x, p += 3) {
             p[0] = t.blue[p[0]];
@@ -75,14 +75,16 @@ HDIB Gamma(HDIB hDib, int gammaRed, int gammaGreen, int gammaBlue, int mode, HWN
     }
     BlockLock image(hDib);
     if (!image) return nullptr;
-    const auto *h = reinterpret_cast<const BITMAPINFOHEADER *>(image.data());
-    if (image.size() < kDibHeaderSize || h->biSize != kDibHeaderSize) {
+    LayoutRules rules;
+    rules.depths = uint64_t{1} << 24;
+    rules.topDown = true;
+    const DibLayout src = LocateImage(image.data(), image.size(), rules);
+    if (!src.header || !src.infoHeader) {
         state->convertError = CCE_BADARGUMENT;
         return nullptr;
     }
-    if (h->biBitCount != 24) return nullptr;
-    ToneLayout src;
-    if (!LocateToneRows(image.data(), image.size(), 24, &src)) {
+    if (!src.depthAccepted) return nullptr;
+    if (!src.ok()) {
         state->convertError = CCE_BADARGUMENT;
         return nullptr;
     }

@@ -4,6 +4,7 @@
 #ifndef PAX_CONVERT_INTERNAL_H
 #define PAX_CONVERT_INTERNAL_H
 
+#include "dib.h"
 #include "paximage.h"
 #include "walk.h"
 
@@ -22,6 +23,15 @@ inline DWORD ModelTag(int model) { return model == MODEL_RGB ? 0 : static_cast<D
 // dialog's 32-bit total can hold.
 inline LONG ProgressTotal(int64_t units) {
     return static_cast<LONG>(std::min<int64_t>(units + 1, 0x7FFFFFFF));
+}
+
+// Where the rows of a locked image lie for the image conversions: 24 or 32
+// bits, a 40-byte header, bottom-up rows after the colour table inside the
+// block. A block shorter than a header leaves layout.header null.
+inline DibLayout LocateConvertedImage(const BlockLock &lock) {
+    LayoutRules rules;
+    rules.depths = uint64_t{1} << 24 | uint64_t{1} << 32;
+    return LocateImage(lock.data(), lock.size(), rules);
 }
 
 int ConvertColorSpaceWith(WalkKind kind, const BYTE *source, BYTE *destination, int count,

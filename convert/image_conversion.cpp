@@ -36,19 +36,6 @@ namespace pax {
 
 namespace {
 
-const BITMAPINFOHEADER *HeaderOf(const BlockLock &lock) {
-    return reinterpret_cast<const BITMAPINFOHEADER *>(lock.data());
-}
-
-// Where the rows of a locked image of the given depth lie; false when the
-// header is not a 40-byte one or the rows do not fit in the block.
-bool DescribeImage(const BlockLock &lock, int bits, DibLayout *layout) {
-    if (lock.size() < kDibHeaderSize || HeaderOf(lock)->biSize != kDibHeaderSize) return false;
-    // A colour-table count whose table alone would not fit in the block.
-    if (HeaderOf(lock)->biClrUsed > (lock.size() - kDibHeaderSize) / 4) return false;
-    return DescribeDib(lock.data(), lock.size(), bits, layout);
-}
-
 WalkGeometry ImageGeometry(const DibLayout &layout, int64_t pixelBytes) {
     WalkGeometry g;
     g.total = layout.imageSize;
@@ -83,13 +70,14 @@ HDIB ConvertCMYKImage(WalkKind kind, HDIB image, int destinationModel, int showP
     BlockLock target(result.get());
     if (!target) return nullptr;
 
-    DibLayout in, out;
-    if (source.size() >= kDibHeaderSize && HeaderOf(source)->biBitCount != 32) return nullptr;
-    if (!DescribeImage(source, 32, &in)) {
+    const DibLayout in = LocateConvertedImage(source);
+    if (in.header && in.bits != 32) return nullptr;
+    if (!in.ok()) {
         state->convertError = CCE_BADARGUMENT;
         return nullptr;
     }
-    if (!DescribeImage(target, 24, &out) || out.width != in.width || out.height != in.height) {
+    const DibLayout out = LocateConvertedImage(target);
+    if (!out.ok() || out.width != in.width || out.height != in.height) {
         state->convertError = CCE_NOMEMORY;
         return nullptr;
     }
@@ -132,21 +120,20 @@ HDIB ConvertDIBColorSpaceWith(WalkKind kind, HDIB image, int sourceModel, int de
     }
     BlockLock source(image);
     if (!source) return nullptr; // null or unlockable handle: no code
-    if (source.size() < kDibHeaderSize) {
+    const DibLayout in = LocateConvertedImage(source);
+    if (!in.header) {
         state->convertError = CCE_BADARGUMENT;
         return nullptr;
     }
-    const BITMAPINFOHEADER *header = HeaderOf(source);
-    const int bits = header->biBitCount;
-    if (bits != 24 && bits != 32 && sourceModel != MODEL_CMYK) return nullptr; // no code
-    if (!ModelTagMatches(sourceModel, header->biCompression)) {
+    const int bits = in.bits;
+    if (!in.depthAccepted && sourceModel != MODEL_CMYK) return nullptr; // no code
+    if (!ModelTagMatches(sourceModel, in.header->biCompression)) {
         state->convertError = CCE_BADMODEL;
         return nullptr;
     }
     if (sourceModel == destinationModel) return image; // the caller's own handle
     if (sourceModel == MODEL_CMYK && bits != 32) return nullptr; // no code, as for depths above
-    DibLayout in;
-    if (!DescribeImage(source, bits, &in)) {
+    if (!in.ok()) {
         state->convertError = CCE_BADARGUMENT;
         return nullptr;
     }
@@ -168,14 +155,13 @@ HDIB ConvertDIBColorSpaceWith(WalkKind kind, HDIB image, int sourceModel, int de
     }
     BlockLock target(result.get());
     if (!target) return nullptr; // no code
-    DibLayout out;
     if (!intoCmyk && (target.size() != source.size() ||
                       std::memcmp(target.data(), source.data(), kDibHeaderSize) != 0)) {
         state->convertError = CCE_NOMEMORY; // the copy was left zero-filled
         return nullptr;
     }
-    if (!DescribeImage(target, intoCmyk ? 32 : bits, &out) || out.width != in.width ||
-        out.height != in.height) {
+    const DibLayout out = LocateConvertedImage(target);
+    if (!out.ok() || out.width != in.width || out.height != in.height) {
         state->convertError = intoCmyk ? CCE_NOCMYKIMAGE : CCE_NOMEMORY;
         return nullptr;
     }

@@ -32,20 +32,12 @@ namespace {
 
 constexpr int kMaxChannels = 4;
 
-bool DescribeImage(const BlockLock &lock, int bits, DibLayout *layout) {
-    if (lock.size() < kDibHeaderSize) return false;
-    const auto *header = reinterpret_cast<const BITMAPINFOHEADER *>(lock.data());
-    if (header->biSize != kDibHeaderSize) return false;
-    // A colour-table count whose table alone would not fit in the block.
-    if (header->biClrUsed > (lock.size() - kDibHeaderSize) / 4) return false;
-    return DescribeDib(lock.data(), lock.size(), bits, layout);
-}
-
 // Writes every pixel of the n outputs from the working image; each output
 // pixel depends only on the same pixel of the working image, so rows are taken
 // in storage order.
 void FillChannels(const DibLayout &in, BYTE *const outPixels[], int n) {
     const int64_t pixelBytes = n; // 3 at 24 bits, 4 at 32 bits
+    if (in.empty()) return;       // no row is walked for no columns
     for (int64_t row = 0; row < in.height; ++row) {
         const int64_t rowStart = row * in.stride;
         for (int64_t x = 0; x < in.width; ++x) {
@@ -78,14 +70,13 @@ extern "C" int PAXCALL SplitColorChannels(HDIB image, HGLOBAL *channels, BYTE mo
     {
         BlockLock source(image);
         if (!source) return 0; // no code
-        const int bits = reinterpret_cast<const BITMAPINFOHEADER *>(source.data())->biBitCount;
-        if (bits != 24 && bits != 32) return 0; // no code
-        if (bits == 32 && model != MODEL_RGB) {
+        const DibLayout layout = LocateConvertedImage(source);
+        if (layout.header && !layout.depthAccepted) return 0; // no code
+        if (layout.bits == 32 && model != MODEL_RGB) {
             state->convertError = CCE_BADARGUMENT;
             return 0;
         }
-        DibLayout layout;
-        if (!DescribeImage(source, bits, &layout)) {
+        if (!layout.ok()) {
             state->convertError = CCE_BADARGUMENT;
             return 0;
         }
@@ -104,10 +95,9 @@ extern "C" int PAXCALL SplitColorChannels(HDIB image, HGLOBAL *channels, BYTE mo
     }
     BlockLock work(working);
     if (!work) return 0; // no code
-    const int bits = reinterpret_cast<const BITMAPINFOHEADER *>(work.data())->biBitCount;
-    const int n = bits == 32 ? 4 : 3;
-    DibLayout in;
-    if (!DescribeImage(work, bits, &in)) {
+    const DibLayout in = LocateConvertedImage(work);
+    const int n = in.bits == 32 ? 4 : 3;
+    if (!in.ok()) {
         state->convertError = CCE_BADARGUMENT;
         return 0;
     }

@@ -293,11 +293,6 @@ TEST(ConvolutionChecks, ImageChecksStoreTheirCodes) {
         {"height 0", Edited(good, [](BITMAPINFOHEADER *h) { h->biHeight = 0; }), IMS_EMPTYIMAGE},
         {"one byte short", std::vector<BYTE>(good.begin(), good.end() - 1), IMS_BADPARAM},
         {"39 bytes", std::vector<BYTE>(good.begin(), good.begin() + 39), IMS_BADPARAM},
-        {"table", Edited(good, [](BITMAPINFOHEADER *h) { h->biClrUsed = 0xFFFFFFFF; }), IMS_BADPARAM},
-        {"size past the block",
-         Edited(good, [&](BITMAPINFOHEADER *h) { h->biSizeImage = static_cast<DWORD>(good.size()); }),
-         IMS_BADPARAM},
-        {"size below the rows", Edited(good, [](BITMAPINFOHEADER *h) { h->biSizeImage = 16; }), IMS_BADPARAM},
         {"negative width", Edited(good, [](BITMAPINFOHEADER *h) { h->biWidth = -5; }), IMS_BADPARAM},
     };
     for (const Case &c : cases)
@@ -368,12 +363,31 @@ TEST(ConvolutionLayouts, TopDownImagesAreFilteredAsThePictureTheyShow) {
         }
 }
 
-TEST(ConvolutionLayouts, AColourTableIsSkippedAndCarried) {
-    HGLOBAL image = paxtest::MakeDib(6, 5, 24, [](int x, int y, int k) {
-        return static_cast<BYTE>(x * 40 + y * 9 + k * 70);
-    }, 3);
-    ASSERT_EQ(paxtest::HeaderOf(image).biClrUsed, 3u);
-    ExpectFilterMatches(image, 0, CONV_KERNEL, 3, {0, -1, 0, -1, 6, -1, 0, -1, 0, 2}, "24 bits with a table");
+// The rows follow the 40-byte header whatever biClrUsed says, and biSizeImage
+// only sizes the new image (in place it is not looked at); a new image too
+// short for the rows is refused.
+TEST(ConvolutionLayouts, RowsFollowTheHeaderAndBiSizeImageSizesTheNewImage) {
+    const std::vector<int> k = {0, -1, 0, -1, 6, -1, 0, -1, 0, 2};
+    for (int entries : {1, 3, 256}) {
+        HGLOBAL image = paxtest::MakeDib(6, 5, 24, [](int x, int y, int b) {
+            return static_cast<BYTE>(x * 40 + y * 9 + b * 70);
+        }, entries);
+        ASSERT_EQ(paxtest::HeaderOf(image).biClrUsed, static_cast<DWORD>(entries));
+        ExpectFilterMatches(image, 0, CONV_KERNEL, 3, k, "table of " + std::to_string(entries));
+        const DWORD beyond = static_cast<DWORD>(GlobalSize(image) + 100);
+        EditHeader(image, [&](BITMAPINFOHEADER *h) { h->biSizeImage = beyond; });
+        ExpectFilterMatches(image, 1, CONV_KERNEL, 3, k, "biSizeImage beyond the block");
+        GlobalFree(image);
+    }
+    HGLOBAL image = paxtest::MakeRandomDib24(5, 4, 2);
+    EditHeader(image, [](BITMAPINFOHEADER *h) { h->biSizeImage = 16; }); // rows: 64 bytes
+    std::vector<BYTE> source = BlockBytes(image);
+    Outcome made = Filter(image, 1, 0, CONV_MEAN, 3);
+    EXPECT_EQ(made.result, nullptr);
+    EXPECT_EQ(ImsName(static_cast<DWORD>(made.code)), ImsName(IMS_BADPARAM));
+    EXPECT_TRUE(BlockBytes(image) == source);
+    EXPECT_EQ(Filter(image, 0, 0, CONV_MEAN, 3).result, image);
+    EXPECT_TRUE(BlockBytes(image) == ReferenceConvolution(source, 0, 3, ListOf(BuiltIns()[0])));
     GlobalFree(image);
 }
 
