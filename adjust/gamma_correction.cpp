@@ -26,7 +26,7 @@ namespace {
 
 constexpr int kColumnsPerStep = 5;
 
-bool GammaInRange(int g) { return static_cast<unsigned>(g - 10) <= 490u; }
+bool GammaInRange(int g) { return g >= 10 && g <= 500; }
 
 // The per-component expression: trunc(v ^ (ln g / ln 100)) in double
 // precision, clamped to 0..255. A table of it per channel gives exactly what

@@ -15,6 +15,7 @@
 
 #ifndef _WIN32
 #include "win32lite_test.h"
+#include <fcntl.h>
 #include <unistd.h>
 #else
 #include <process.h>
@@ -471,6 +472,29 @@ TEST(ConvolutionFailures, FileOpenFailureIsABadParameter) {
         EXPECT_EQ(paxtest::LockCount(image), 0);
         paxtest::ExpectCensus(before, 0, "file open failure");
     }
+    std::remove(name.c_str());
+    GlobalFree(image);
+}
+
+// With standard input closed the filter file would get descriptor 0, which
+// the convolution takes for a failed open: the stand-in never hands it out,
+// and the file is closed again.
+TEST(ConvolutionFile, AFileOpenedWithStandardInputClosedIsReadAndClosed) {
+    std::string name = TempName("stdin");
+    WriteFile(name, {0, 0, 0, 0, 1, 0, 0, 0, 0, 0});
+    HGLOBAL image = paxtest::MakeRandomDib24(4, 3, 16);
+    std::vector<BYTE> source = BlockBytes(image);
+    const int savedInput = dup(0);
+    ASSERT_GE(savedInput, 0);
+    close(0);
+    Outcome o = Filter(image, 1, 0, CONV_FILE, 3, {}, name.c_str());
+    const int next = open("/dev/null", O_RDONLY); // the lowest free descriptor
+    dup2(savedInput, 0);
+    close(savedInput);
+    EXPECT_EQ(next, 0) << "the filter file was left open";
+    if (next > 0) close(next);
+    EXPECT_EQ(ImsName(static_cast<DWORD>(o.code)), ImsName(IMS_OK));
+    EXPECT_TRUE(Consume(o.result) == AsNewImage(source, 36)); // identity kernel
     std::remove(name.c_str());
     GlobalFree(image);
 }
