@@ -1,8 +1,6 @@
 // Header checks and the progress total of the column walk.
 #include "column_walk.h"
 
-#include <climits>
-
 namespace hueadjust {
 
 SourceKind DescribeSource(BYTE *block, SIZE_T blockSize, DibLayout *layout) {
@@ -16,11 +14,6 @@ SourceKind DescribeSource(BYTE *block, SIZE_T blockSize, DibLayout *layout) {
     if (!layout->depthAccepted) return SourceKind::OtherDepth;
     if (layout->width <= 0 || layout->heightField <= 0) return SourceKind::Empty;
     return layout->ok() ? SourceKind::Pixels : SourceKind::Malformed;
-}
-
-LONG ProgressTotal(int64_t width) {
-    int64_t total = width + 1;
-    return total > INT32_MAX ? INT32_MAX : static_cast<LONG>(total);
 }
 
 } // namespace hueadjust

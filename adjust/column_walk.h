@@ -20,9 +20,6 @@ namespace hueadjust {
 // Columns per step of the progress bar.
 constexpr LONG kColumnsPerStep = 5;
 
-inline bool WantsParamDialog(int mode) { return mode == 2 || mode == 3; }
-inline bool WantsProgress(int mode) { return mode == 1 || mode == 3; }
-
 // What the caller's locked block holds.
 enum class SourceKind {
     Pixels,     // a 24-bit image whose rows lie inside the block
@@ -35,10 +32,6 @@ enum class SourceKind {
 // Reads the header of a locked block of blockSize bytes. layout->pixels is
 // set for SourceKind::Pixels only.
 SourceKind DescribeSource(BYTE *block, SIZE_T blockSize, DibLayout *layout);
-
-// The progress total of a walk over width columns: width + 1, kept inside
-// the 32-bit range for headers of any width.
-LONG ProgressTotal(int64_t width);
 
 // Runs the body once the operation's own arguments passed their checks.
 // runDialog() is called for mode 2 or 3 and returns the dialog's outcome.
@@ -81,10 +74,12 @@ HDIB RunColumnAdjustment(ThreadState *state, HDIB hDib, int mode, HWND owner,
         std::memcmp(target.data(), source.data(), kDibHeaderSize) != 0)
         return nullptr;
 
-    if (WantsParamDialog(mode) && runDialog() == DialogOutcome::Cancelled) return nullptr;
+    const ModeRequest request = ReadMode(mode);
+    if (request.paramDialog && runDialog() == DialogOutcome::Cancelled) return nullptr;
 
-    const bool progress = WantsProgress(mode);
-    if (progress && !OpenProgress(owner, ProgressTotal(src.width), kColumnsPerStep))
+    const bool progress = request.progress;
+    ProgressGuard dialog;
+    if (!dialog.Open(progress, owner, ProgressTotalPastLast(src.width), kColumnsPerStep))
         return nullptr;
 
     auto pixel = makePixel();
@@ -118,7 +113,7 @@ HDIB RunColumnAdjustment(ThreadState *state, HDIB hDib, int mode, HWND owner,
 
     target.Unlock();
     source.Unlock();
-    if (progress) CloseProgress();
+    dialog.Close();
     if (state->cancelled) return nullptr; // the guard frees the copy
     return copy.Release();
 }

@@ -269,18 +269,18 @@ HDIB Convolve(HDIB hDib, int newImage, int intensityMode, short filterType, shor
         dstPixels = resultLock->data() + kDibHeaderSize;
     }
 
-    if (mode == 2 || mode == 3) {
+    const ModeRequest request = ReadMode(mode);
+    if (request.paramDialog) {
         if (RunParamDialog("ColorConvUI", hDib, newImage, intensityMode, filterType, kernelSize,
                            filterFile, coefficients, errorCode) == DialogOutcome::Cancelled)
             return nullptr;
     }
 
     ThreadState *state = GetThreadState();
-    const bool progress = mode == 1 || mode == 3;
-    if (progress) {
-        LONG total = (rows - n + 4) / kRowsPerStep * kRowsPerStep;
-        if (!OpenProgress(owner, total, kRowsPerStep)) return nullptr;
-    }
+    const bool progress = request.progress;
+    ProgressGuard dialog;
+    if (!dialog.Open(progress, owner, ProgressTotalWholeSteps(rows - n, kRowsPerStep), kRowsPerStep))
+        return nullptr;
 
     int16_t *workRows[kMaxKernel];
     auto *workBase = reinterpret_cast<int16_t *>(workLock.data());
@@ -294,10 +294,7 @@ HDIB Convolve(HDIB hDib, int newImage, int intensityMode, short filterType, shor
     for (int y = -h; y <= rows + h - 1; ++y) {
         if (progress) {
             if (ProgressDue(state, true, y)) StepProgress();
-            if (state->cancelled) {
-                CloseProgress();
-                return nullptr;
-            }
+            if (state->cancelled) return nullptr; // the guards close and release
         }
         TurnRing(ring, workRows, n, y);
         int sourceRow = y < 0 ? 0 : y > rows - 1 ? rows - 1 : y;
@@ -313,7 +310,7 @@ HDIB Convolve(HDIB hDib, int newImage, int intensityMode, short filterType, shor
     workLock.Unlock();
     work.Reset();
     image.Unlock();
-    if (progress) CloseProgress();
+    dialog.Close();
     if (!newImage) return hDib;
     resultLock->Unlock();
     return result.Release();

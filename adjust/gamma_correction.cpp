@@ -18,7 +18,6 @@
 #include "progress.h"
 #include "thread_state.h"
 
-#include <climits>
 #include <cmath>
 #include <cstring>
 
@@ -102,7 +101,8 @@ HDIB Gamma(HDIB hDib, int gammaRed, int gammaGreen, int gammaBlue, int mode, HWN
     if (!copy) return nullptr;
     std::memcpy(copy.data(), image.data(), blockSize);
 
-    if (mode == 2 || mode == 3) {
+    const ModeRequest request = ReadMode(mode);
+    if (request.paramDialog) {
         DialogOutcome outcome =
             RunParamDialog("GammaCorrectionUI", hDib, &gammaRed, &gammaGreen, &gammaBlue);
         if (outcome == DialogOutcome::Cancelled) return nullptr;
@@ -114,12 +114,10 @@ HDIB Gamma(HDIB hDib, int gammaRed, int gammaGreen, int gammaBlue, int mode, HWN
     GammaTables tables;
     BuildTables(gammaRed, gammaGreen, gammaBlue, &tables);
 
-    const bool progress = mode == 1 || mode == 3;
-    if (progress) {
-        int64_t total = (src.width + 4) / kColumnsPerStep * kColumnsPerStep;
-        if (total > LONG_MAX) total = LONG_MAX;
-        if (!OpenProgress(owner, static_cast<LONG>(total), kColumnsPerStep)) return nullptr;
-    }
+    const bool progress = request.progress;
+    ProgressGuard dialog;
+    if (!dialog.Open(progress, owner, ProgressTotalWholeSteps(src.width, kColumnsPerStep), kColumnsPerStep))
+        return nullptr;
 
     BYTE *dstPixels = copy.data() + (src.pixels - image.data());
     if (!progress) {
@@ -137,7 +135,7 @@ HDIB Gamma(HDIB hDib, int gammaRed, int gammaGreen, int gammaBlue, int mode, HWN
 
     copy.Unlock();
     image.Unlock();
-    if (progress) CloseProgress();
+    dialog.Close();
     if (state->cancelled) return nullptr;
     return result.Release();
 }

@@ -57,7 +57,8 @@ int ConvertCMYKBuffer(WalkKind kind, const BYTE *source, BYTE *destination, int 
         return -1;
     }
     const bool progress = showProgress != 0;
-    if (progress && !OpenProgress(owner, ProgressTotal(count), kConvertProgressDivisor)) {
+    ProgressGuard dialog;
+    if (!dialog.Open(progress, owner, ProgressTotalPastLast(count), kConvertProgressDivisor)) {
         state->convertError = CCE_NOPROGRESS;
         return -1;
     }
@@ -66,9 +67,7 @@ int ConvertCMYKBuffer(WalkKind kind, const BYTE *source, BYTE *destination, int 
         SetValue(cmyk, source[i], source[i + 1], source[i + 2], source[i + 3]);
         toThree(destination + column * 3, cmyk.bytes);
     };
-    int64_t walked = Walk(kind, state, progress, BufferGeometry(count, MODEL_CMYK), convert);
-    if (progress) CloseProgress();
-    return static_cast<int>(walked);
+    return static_cast<int>(Walk(kind, state, progress, BufferGeometry(count, MODEL_CMYK), convert));
 }
 
 int ConvertColorSpaceWith(WalkKind kind, const BYTE *source, BYTE *destination, int count,
@@ -96,7 +95,8 @@ int ConvertColorSpaceWith(WalkKind kind, const BYTE *source, BYTE *destination, 
         return -1;
     }
     const bool progress = showProgress != 0;
-    if (progress && !OpenProgress(owner, ProgressTotal(count), kConvertProgressDivisor)) {
+    ProgressGuard dialog;
+    if (!dialog.Open(progress, owner, ProgressTotalPastLast(count), kConvertProgressDivisor)) {
         state->convertError = CCE_NOPROGRESS;
         return -1;
     }
@@ -127,7 +127,6 @@ int ConvertColorSpaceWith(WalkKind kind, const BYTE *source, BYTE *destination, 
         };
         walked = Walk(kind, state, progress, geometry, convert);
     }
-    if (progress) CloseProgress();
     return static_cast<int>(walked);
 }
 

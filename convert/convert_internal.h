@@ -6,6 +6,7 @@
 
 #include "dib.h"
 #include "paximage.h"
+#include "progress.h"
 #include "walk.h"
 
 namespace pax {
@@ -18,12 +19,6 @@ inline bool IsModelCode(int model) { return model >= MODEL_RGB && model <= MODEL
 
 // The biCompression tag of an image holding model: 0 for RGB, code + 8 otherwise.
 inline DWORD ModelTag(int model) { return model == MODEL_RGB ? 0 : static_cast<DWORD>(model + 8); }
-
-// The progress total of a walk of `units` units: units + 1, limited to what the
-// dialog's 32-bit total can hold.
-inline LONG ProgressTotal(int64_t units) {
-    return static_cast<LONG>(std::min<int64_t>(units + 1, 0x7FFFFFFF));
-}
 
 // Where the rows of a locked image lie for the image conversions: 24 or 32
 // bits, a 40-byte header, bottom-up rows after the colour table inside the

@@ -83,7 +83,8 @@ HDIB ConvertCMYKImage(WalkKind kind, HDIB image, int destinationModel, int showP
     }
 
     const bool progress = showProgress != 0;
-    if (progress && !OpenProgress(owner, ProgressTotal(in.imageSize), kConvertProgressDivisor)) {
+    ProgressGuard dialog;
+    if (!dialog.Open(progress, owner, ProgressTotalPastLast(in.imageSize), kConvertProgressDivisor)) {
         state->convertError = CCE_NOPROGRESS;
         return nullptr;
     }
@@ -101,7 +102,7 @@ HDIB ConvertCMYKImage(WalkKind kind, HDIB image, int destinationModel, int showP
         p[2] = value[0];
     };
     Walk(kind, state, progress, ImageGeometry(in, 4), convert);
-    if (progress) CloseProgress();
+    dialog.Close();
     if (state->cancelled) return nullptr;
 
     SetTag(target, destinationModel);
@@ -167,7 +168,8 @@ HDIB ConvertDIBColorSpaceWith(WalkKind kind, HDIB image, int sourceModel, int de
     }
 
     const bool progress = showProgress != 0;
-    if (progress && !OpenProgress(owner, ProgressTotal(in.imageSize), kConvertProgressDivisor)) {
+    ProgressGuard dialog;
+    if (!dialog.Open(progress, owner, ProgressTotalPastLast(in.imageSize), kConvertProgressDivisor)) {
         state->convertError = CCE_NOPROGRESS;
         return nullptr;
     }
@@ -204,7 +206,7 @@ HDIB ConvertDIBColorSpaceWith(WalkKind kind, HDIB image, int sourceModel, int de
         };
         Walk(kind, state, progress, geometry, convert);
     }
-    if (progress) CloseProgress();
+    dialog.Close();
     if (state->cancelled) return nullptr; // the partial result is freed
 
     SetTag(target, destinationModel);
