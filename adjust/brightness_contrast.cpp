@@ -44,7 +44,7 @@ void BuildToneTable(int brightness, int contrast, ToneTable table) {
 // Header checks in their fixed order; IMS_OK when the image can be adjusted.
 // The pixel-data size is biSizeImage, or the rows' size when it is 0: it must
 // cover the rows and lie in the block, and it goes into the result.
-DWORD CheckHeader(const BlockLock &image, DibLayout *layout) {
+PaxImageStatus CheckHeader(const BlockLock &image, DibLayout *layout) {
     LayoutRules rules;
     rules.depths = uint64_t{1} << 4 | uint64_t{1} << 8 | uint64_t{1} << 24;
     rules.topDown = true;
@@ -97,29 +97,17 @@ void AdjustRows(const DibLayout &src, BYTE *dstPixels, const ToneTable t) {
 
 HDIB BrightnessContrast(HDIB hDib, short brightness, short contrast, int showDialog,
                         ThreadState *state) {
-    if (!hDib) {
-        state->imageStatus = IMS_BADPARAM;
-        return nullptr;
-    }
+    if (!hDib) return Fail(state, IMS_BADPARAM);
     BlockLock image(hDib);
-    if (!image) {
-        state->imageStatus = IMS_LOCKFAILED;
-        return nullptr;
-    }
+    if (!image) return Fail(state, IMS_LOCKFAILED);
     DibLayout src;
-    if (DWORD code = CheckHeader(image, &src)) {
-        state->imageStatus = code;
-        return nullptr;
-    }
+    if (PaxImageStatus code = CheckHeader(image, &src)) return Fail(state, code);
 
     if (showDialog &&
         RunParamDialog("CONTRASTUI", hDib, &brightness, &contrast) == DialogOutcome::Cancelled)
         return nullptr;
     // The range is checked after the dialog, so the dialog's values are too.
-    if (!InRange(brightness) || !InRange(contrast)) {
-        state->imageStatus = IMS_BADPARAM;
-        return nullptr;
-    }
+    if (!InRange(brightness) || !InRange(contrast)) return Fail(state, IMS_BADPARAM);
 
     ToneTable t;
     BuildToneTable(brightness, contrast, t);
@@ -127,15 +115,9 @@ HDIB BrightnessContrast(HDIB hDib, short brightness, short contrast, int showDia
     const int64_t tableBytes = src.tableBytes;
     const int64_t pixelBytes = src.sizeImage;
     OwnedBlock result(AllocateResult(kDibHeaderSize + tableBytes + pixelBytes));
-    if (!result) {
-        state->imageStatus = IMS_NOMEMORY;
-        return nullptr;
-    }
+    if (!result) return Fail(state, IMS_NOMEMORY);
     BlockLock out(result.get());
-    if (!out) {
-        state->imageStatus = IMS_LOCKFAILED;
-        return nullptr;
-    }
+    if (!out) return Fail(state, IMS_LOCKFAILED);
     BYTE *dst = out.data();
     std::memcpy(dst, src.header, kDibHeaderSize);
     reinterpret_cast<BITMAPINFOHEADER *>(dst)->biSizeImage = static_cast<DWORD>(pixelBytes);

@@ -55,16 +55,11 @@ HDIB RunColumnAdjustment(ThreadState *state, HDIB hDib, int mode, HWND owner,
         break;
     case SourceKind::OtherDepth:
         return nullptr;
-    case SourceKind::Malformed:
-        state->convertError = CCE_BADARGUMENT;
-        return nullptr;
+    case SourceKind::Malformed: return Fail(state, CCE_BADARGUMENT);
     }
 
     OwnedBlock copy(DuplicateDIB(hDib));
-    if (!copy) {
-        state->convertError = CCE_NOMEMORY;
-        return nullptr;
-    }
+    if (!copy) return Fail(state, CCE_NOMEMORY);
     BlockLock target(copy.get());
     if (!target) return nullptr;
     // The copy keeps zeros when it could not lock the source while copying:

@@ -54,7 +54,7 @@ struct Kernel {
 // inside the caller's block. A new image is biSizeImage bytes (the rows' size
 // when it is 0) after the header, and must hold every row; in place,
 // biSizeImage is not looked at.
-int CheckImage(const BlockLock &image, bool newImage, DibLayout *layout) {
+PaxImageStatus CheckImage(const BlockLock &image, bool newImage, DibLayout *layout) {
     LayoutRules rules;
     rules.depths = uint64_t{1} << 24;
     rules.topDown = true;
@@ -72,7 +72,8 @@ int CheckImage(const BlockLock &image, bool newImage, DibLayout *layout) {
     return IMS_OK;
 }
 
-int CheckArguments(int filterType, int n, const char *filterFile, const short *coefficients) {
+PaxImageStatus CheckArguments(int filterType, int n, const char *filterFile,
+                              const short *coefficients) {
     if (filterType < CONV_KERNEL || filterType > CONV_SHARPEN_FULL) return IMS_BADPARAM;
     if (filterType == CONV_FILE && !filterFile) return IMS_BADPARAM;
     if (filterType == CONV_KERNEL && !coefficients) return IMS_BADPARAM;
@@ -195,24 +196,13 @@ void Feed(int filterType, const BYTE *row, int intensityMode, int16_t width, int
 HDIB Convolve(HDIB hDib, int newImage, int intensityMode, short filterType, short kernelSize,
               const char *filterFile, const short *coefficients, int *errorCode, int mode,
               HWND owner) {
-    if (!hDib) {
-        *errorCode = IMS_BADPARAM;
-        return nullptr;
-    }
+    if (!hDib) return Fail(errorCode, IMS_BADPARAM);
     BlockLock image(hDib);
-    if (!image) {
-        *errorCode = IMS_LOCKFAILED;
-        return nullptr;
-    }
+    if (!image) return Fail(errorCode, IMS_LOCKFAILED);
     DibLayout src;
-    if (int code = CheckImage(image, newImage != 0, &src)) {
-        *errorCode = code;
-        return nullptr;
-    }
-    if (int code = CheckArguments(filterType, kernelSize, filterFile, coefficients)) {
-        *errorCode = code;
-        return nullptr;
-    }
+    if (PaxImageStatus code = CheckImage(image, newImage != 0, &src)) return Fail(errorCode, code);
+    if (PaxImageStatus code = CheckArguments(filterType, kernelSize, filterFile, coefficients))
+        return Fail(errorCode, code);
     const int n = kernelSize;
     const int h = n / 2;
     const int width = static_cast<int>(src.width);
@@ -222,32 +212,20 @@ HDIB Convolve(HDIB hDib, int newImage, int intensityMode, short filterType, shor
     if (filterType == CONV_KERNEL || filterType == CONV_FILE) {
         int16_t values[kMaxKernel * kMaxKernel + 1];
         if (filterType == CONV_FILE) {
-            if (!ReadFilterFile(filterFile, n, values)) {
-                *errorCode = IMS_BADPARAM;
-                return nullptr;
-            }
+            if (!ReadFilterFile(filterFile, n, values)) return Fail(errorCode, IMS_BADPARAM);
         } else {
             std::memcpy(values, coefficients, sizeof(int16_t) * static_cast<size_t>(n * n + 1));
         }
-        if (!TakeCoefficients(values, n, &kernel)) {
-            *errorCode = IMS_BADPARAM;
-            return nullptr;
-        }
+        if (!TakeCoefficients(values, n, &kernel)) return Fail(errorCode, IMS_BADPARAM);
     } else {
         kernel.divisor = BuiltInDivisor(filterType, n);
     }
 
     // The ring's work rows: n rows of 2 x width 16-bit values.
     OwnedBlock work(AllocateTwice(static_cast<int64_t>(n) * width * 4));
-    if (!work) {
-        *errorCode = IMS_NOMEMORY;
-        return nullptr;
-    }
+    if (!work) return Fail(errorCode, IMS_NOMEMORY);
     BlockLock workLock(work.get());
-    if (!workLock) {
-        *errorCode = IMS_LOCKFAILED;
-        return nullptr;
-    }
+    if (!workLock) return Fail(errorCode, IMS_LOCKFAILED);
 
     // A new image: the 40 header bytes unchanged, then biSizeImage bytes (the
     // rows' size when it is 0), zero until rows are written.
@@ -256,15 +234,9 @@ HDIB Convolve(HDIB hDib, int newImage, int intensityMode, short filterType, shor
     BYTE *dstPixels = src.pixels;
     if (newImage) {
         result.Reset(AllocateTwice(kDibHeaderSize + src.sizeImage));
-        if (!result) {
-            *errorCode = IMS_NOMEMORY;
-            return nullptr;
-        }
+        if (!result) return Fail(errorCode, IMS_NOMEMORY);
         resultLock.emplace(result.get());
-        if (!*resultLock) {
-            *errorCode = IMS_LOCKFAILED;
-            return nullptr;
-        }
+        if (!*resultLock) return Fail(errorCode, IMS_LOCKFAILED);
         std::memcpy(resultLock->data(), image.data(), kDibHeaderSize);
         dstPixels = resultLock->data() + kDibHeaderSize;
     }

@@ -68,35 +68,24 @@ void CorrectColumns(const DibLayout &img, BYTE *dstPixels, int64_t x0, int64_t x
 
 HDIB Gamma(HDIB hDib, int gammaRed, int gammaGreen, int gammaBlue, int mode, HWND owner,
            ThreadState *state) {
-    if (!hDib || !GammaInRange(gammaRed) || !GammaInRange(gammaGreen) || !GammaInRange(gammaBlue)) {
-        state->convertError = CCE_BADARGUMENT;
-        return nullptr;
-    }
+    if (!hDib || !GammaInRange(gammaRed) || !GammaInRange(gammaGreen) || !GammaInRange(gammaBlue))
+        return Fail(state, CCE_BADARGUMENT);
     BlockLock image(hDib);
     if (!image) return nullptr;
     LayoutRules rules;
     rules.depths = uint64_t{1} << 24;
     rules.topDown = true;
     const DibLayout src = LocateImage(image.data(), image.size(), rules);
-    if (!src.header || !src.infoHeader) {
-        state->convertError = CCE_BADARGUMENT;
-        return nullptr;
-    }
+    if (!src.header || !src.infoHeader) return Fail(state, CCE_BADARGUMENT);
     if (!src.depthAccepted) return nullptr;
-    if (!src.ok()) {
-        state->convertError = CCE_BADARGUMENT;
-        return nullptr;
-    }
+    if (!src.ok()) return Fail(state, CCE_BADARGUMENT);
 
     // The result starts as a byte copy of the whole block. It is made here
     // from the lock already held rather than by DuplicateDIB, which hands
     // back a zero-filled block when its own locks fail.
     SIZE_T blockSize = image.size();
     OwnedBlock result(GlobalAlloc(GHND, blockSize));
-    if (!result) {
-        state->convertError = CCE_NOMEMORY;
-        return nullptr;
-    }
+    if (!result) return Fail(state, CCE_NOMEMORY);
     BlockLock copy(result.get());
     if (!copy) return nullptr;
     std::memcpy(copy.data(), image.data(), blockSize);
@@ -106,10 +95,8 @@ HDIB Gamma(HDIB hDib, int gammaRed, int gammaGreen, int gammaBlue, int mode, HWN
         DialogOutcome outcome =
             RunParamDialog("GammaCorrectionUI", hDib, &gammaRed, &gammaGreen, &gammaBlue);
         if (outcome == DialogOutcome::Cancelled) return nullptr;
-        if (!GammaInRange(gammaRed) || !GammaInRange(gammaGreen) || !GammaInRange(gammaBlue)) {
-            state->convertError = CCE_BADARGUMENT;
-            return nullptr;
-        }
+        if (!GammaInRange(gammaRed) || !GammaInRange(gammaGreen) || !GammaInRange(gammaBlue))
+            return Fail(state, CCE_BADARGUMENT);
     }
     GammaTables tables;
     BuildTables(gammaRed, gammaGreen, gammaBlue, &tables);

@@ -53,13 +53,13 @@ int ConvertCMYKBuffer(WalkKind kind, const BYTE *source, BYTE *destination, int 
     state->cancelled = 0;
     const ToThree toThree = FindConversion(MODEL_CMYK, destinationModel).toThree;
     if (!toThree) {
-        state->convertError = CCE_BADMODEL;
+        Fail(state, CCE_BADMODEL);
         return -1;
     }
     const bool progress = showProgress != 0;
     ProgressGuard dialog;
     if (!dialog.Open(progress, owner, ProgressTotalPastLast(count), kConvertProgressDivisor)) {
-        state->convertError = CCE_NOPROGRESS;
+        Fail(state, CCE_NOPROGRESS);
         return -1;
     }
     auto convert = [&](int64_t i, int64_t, int64_t column) {
@@ -77,11 +77,11 @@ int ConvertColorSpaceWith(WalkKind kind, const BYTE *source, BYTE *destination, 
     state->cancelled = 0;
     // Model codes are tested before the count and the pointers.
     if (!IsModelCode(sourceModel) || !IsModelCode(destinationModel)) {
-        state->convertError = CCE_BADMODEL;
+        Fail(state, CCE_BADMODEL);
         return -1;
     }
     if (count < 1 || !source || !destination) {
-        state->convertError = CCE_BADARGUMENT;
+        Fail(state, CCE_BADARGUMENT);
         return -1;
     }
     if (sourceModel == destinationModel) return CopyBuffer(source, destination, count);
@@ -91,13 +91,13 @@ int ConvertColorSpaceWith(WalkKind kind, const BYTE *source, BYTE *destination, 
 
     const Conversion conversion = FindConversion(sourceModel, destinationModel);
     if (!conversion.toThree && !conversion.toCmyk) {
-        state->convertError = CCE_BADMODEL;
+        Fail(state, CCE_BADMODEL);
         return -1;
     }
     const bool progress = showProgress != 0;
     ProgressGuard dialog;
     if (!dialog.Open(progress, owner, ProgressTotalPastLast(count), kConvertProgressDivisor)) {
-        state->convertError = CCE_NOPROGRESS;
+        Fail(state, CCE_NOPROGRESS);
         return -1;
     }
     const WalkGeometry geometry = BufferGeometry(count, sourceModel);

@@ -59,10 +59,7 @@ HDIB ConvertCMYKImage(WalkKind kind, HDIB image, int destinationModel, int showP
     state->convertError = CCE_NONE;
     state->cancelled = 0;
     const ToThree toThree = FindConversion(MODEL_CMYK, destinationModel).toThree;
-    if (!toThree) {
-        state->convertError = CCE_BADMODEL;
-        return nullptr;
-    }
+    if (!toThree) return Fail(state, CCE_BADMODEL);
     OwnedBlock result(CreateDIB24Like(image));
     if (!result) return nullptr;
     BlockLock source(image);
@@ -72,22 +69,15 @@ HDIB ConvertCMYKImage(WalkKind kind, HDIB image, int destinationModel, int showP
 
     const DibLayout in = LocateConvertedImage(source);
     if (in.header && in.bits != 32) return nullptr;
-    if (!in.ok()) {
-        state->convertError = CCE_BADARGUMENT;
-        return nullptr;
-    }
+    if (!in.ok()) return Fail(state, CCE_BADARGUMENT);
     const DibLayout out = LocateConvertedImage(target);
-    if (!out.ok() || out.width != in.width || out.height != in.height) {
-        state->convertError = CCE_NOMEMORY;
-        return nullptr;
-    }
+    if (!out.ok() || out.width != in.width || out.height != in.height)
+        return Fail(state, CCE_NOMEMORY);
 
     const bool progress = showProgress != 0;
     ProgressGuard dialog;
-    if (!dialog.Open(progress, owner, ProgressTotalPastLast(in.imageSize), kConvertProgressDivisor)) {
-        state->convertError = CCE_NOPROGRESS;
-        return nullptr;
-    }
+    if (!dialog.Open(progress, owner, ProgressTotalPastLast(in.imageSize), kConvertProgressDivisor))
+        return Fail(state, CCE_NOPROGRESS);
     const BYTE *s = in.pixels;
     BYTE *d = out.pixels;
     const int64_t outStride = out.stride;
@@ -115,64 +105,41 @@ HDIB ConvertDIBColorSpaceWith(WalkKind kind, HDIB image, int sourceModel, int de
     ThreadState *state = GetThreadState();
     state->convertError = CCE_NONE;
     state->cancelled = 0;
-    if (!IsModelCode(sourceModel) || !IsModelCode(destinationModel)) {
-        state->convertError = CCE_BADMODEL;
-        return nullptr;
-    }
+    if (!IsModelCode(sourceModel) || !IsModelCode(destinationModel))
+        return Fail(state, CCE_BADMODEL);
     BlockLock source(image);
     if (!source) return nullptr; // null or unlockable handle: no code
     const DibLayout in = LocateConvertedImage(source);
-    if (!in.header) {
-        state->convertError = CCE_BADARGUMENT;
-        return nullptr;
-    }
+    if (!in.header) return Fail(state, CCE_BADARGUMENT);
     const int bits = in.bits;
     if (!in.depthAccepted && sourceModel != MODEL_CMYK) return nullptr; // no code
-    if (!ModelTagMatches(sourceModel, in.header->biCompression)) {
-        state->convertError = CCE_BADMODEL;
-        return nullptr;
-    }
+    if (!ModelTagMatches(sourceModel, in.header->biCompression)) return Fail(state, CCE_BADMODEL);
     if (sourceModel == destinationModel) return image; // the caller's own handle
     if (sourceModel == MODEL_CMYK && bits != 32) return nullptr; // no code, as for depths above
-    if (!in.ok()) {
-        state->convertError = CCE_BADARGUMENT;
-        return nullptr;
-    }
+    if (!in.ok()) return Fail(state, CCE_BADARGUMENT);
     if (sourceModel == MODEL_CMYK) {
         source.Unlock();
         return ConvertCMYKImage(kind, image, destinationModel, showProgress, owner);
     }
 
     const Conversion conversion = FindConversion(sourceModel, destinationModel);
-    if (!conversion.toThree && !conversion.toCmyk) {
-        state->convertError = CCE_BADMODEL;
-        return nullptr;
-    }
+    if (!conversion.toThree && !conversion.toCmyk) return Fail(state, CCE_BADMODEL);
     const bool intoCmyk = destinationModel == MODEL_CMYK;
     OwnedBlock result(intoCmyk ? CreateDIB32Like(image) : DuplicateDIB(image));
-    if (!result) {
-        state->convertError = intoCmyk ? CCE_NOCMYKIMAGE : CCE_NOMEMORY;
-        return nullptr;
-    }
+    if (!result) return Fail(state, intoCmyk ? CCE_NOCMYKIMAGE : CCE_NOMEMORY);
     BlockLock target(result.get());
     if (!target) return nullptr; // no code
     if (!intoCmyk && (target.size() != source.size() ||
-                      std::memcmp(target.data(), source.data(), kDibHeaderSize) != 0)) {
-        state->convertError = CCE_NOMEMORY; // the copy was left zero-filled
-        return nullptr;
-    }
+                      std::memcmp(target.data(), source.data(), kDibHeaderSize) != 0))
+        return Fail(state, CCE_NOMEMORY); // the copy was left zero-filled
     const DibLayout out = LocateConvertedImage(target);
-    if (!out.ok() || out.width != in.width || out.height != in.height) {
-        state->convertError = intoCmyk ? CCE_NOCMYKIMAGE : CCE_NOMEMORY;
-        return nullptr;
-    }
+    if (!out.ok() || out.width != in.width || out.height != in.height)
+        return Fail(state, intoCmyk ? CCE_NOCMYKIMAGE : CCE_NOMEMORY);
 
     const bool progress = showProgress != 0;
     ProgressGuard dialog;
-    if (!dialog.Open(progress, owner, ProgressTotalPastLast(in.imageSize), kConvertProgressDivisor)) {
-        state->convertError = CCE_NOPROGRESS;
-        return nullptr;
-    }
+    if (!dialog.Open(progress, owner, ProgressTotalPastLast(in.imageSize), kConvertProgressDivisor))
+        return Fail(state, CCE_NOPROGRESS);
     const BYTE *s = in.pixels;
     BYTE *d = out.pixels;
     const WalkGeometry geometry = ImageGeometry(in, bits / 8);

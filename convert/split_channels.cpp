@@ -59,27 +59,15 @@ extern "C" int PAXCALL SplitColorChannels(HDIB image, HGLOBAL *channels, BYTE mo
     ThreadState *state = GetThreadState();
     state->convertError = CCE_NONE;
     state->cancelled = 0;
-    if (!IsModelCode(model) || !image || !channels) {
-        state->convertError = CCE_BADARGUMENT;
-        return 0;
-    }
-    if (GetDIBModelTag(image) != 0) {
-        state->convertError = CCE_BADMODEL;
-        return 0;
-    }
+    if (!IsModelCode(model) || !image || !channels) return Fail(state, CCE_BADARGUMENT);
+    if (GetDIBModelTag(image) != 0) return Fail(state, CCE_BADMODEL);
     {
         BlockLock source(image);
         if (!source) return 0; // no code
         const DibLayout layout = LocateConvertedImage(source);
         if (layout.header && !layout.depthAccepted) return 0; // no code
-        if (layout.bits == 32 && model != MODEL_RGB) {
-            state->convertError = CCE_BADARGUMENT;
-            return 0;
-        }
-        if (!layout.ok()) {
-            state->convertError = CCE_BADARGUMENT;
-            return 0;
-        }
+        if (layout.bits == 32 && model != MODEL_RGB) return Fail(state, CCE_BADARGUMENT);
+        if (!layout.ok()) return Fail(state, CCE_BADARGUMENT);
     }
 
     // The working image: the caller's own for RGB, else a temporary conversion.
@@ -87,20 +75,14 @@ extern "C" int PAXCALL SplitColorChannels(HDIB image, HGLOBAL *channels, BYTE mo
     HDIB working = image;
     if (model != MODEL_RGB) {
         temporary.Reset(ConvertDIBColorSpace(image, MODEL_RGB, model, 0, nullptr));
-        if (!temporary) {
-            state->convertError = CCE_CONVERTFAILED;
-            return 0;
-        }
+        if (!temporary) return Fail(state, CCE_CONVERTFAILED);
         working = temporary.get();
     }
     BlockLock work(working);
     if (!work) return 0; // no code
     const DibLayout in = LocateConvertedImage(work);
     const int n = in.bits == 32 ? 4 : 3;
-    if (!in.ok()) {
-        state->convertError = CCE_BADARGUMENT;
-        return 0;
-    }
+    if (!in.ok()) return Fail(state, CCE_BADARGUMENT);
 
     OwnedBlock outputs[kMaxChannels];
     auto fail = [&](DWORD code) {

@@ -11,17 +11,12 @@ namespace {
 
 constexpr DWORD kMaxSizeImage = 0xFFFFFFFFu; // biSizeImage is 32 bits
 
-bool Fail(ThreadState *state, DWORD code) {
-    state->imageStatus = code;
-    return false;
-}
-
 // Checks that follow a successful lock. The pixel rows are located after the
 // header's own colour table: biClrUsed entries when it is not 0, else the full
 // 2^depth (none at 24 bits). A table shorter than 2^depth thus still finds
 // its pixels, and indices past its end read as black; a table that claims
 // more than the block holds is refused like any other row that does not fit.
-DWORD DescribeSource(BYTE *block, SIZE_T blockSize, int bits, DitherSource *src) {
+PaxImageStatus DescribeSource(BYTE *block, SIZE_T blockSize, int bits, DitherSource *src) {
     LayoutRules rules;
     rules.depths = uint64_t{1} << 4 | uint64_t{1} << 8 | uint64_t{1} << 24;
     rules.topDown = true;
@@ -62,7 +57,8 @@ bool BeginDither(HDIB image, int bits, bool bitsOffered, const DitherEntryCodes 
     if (!image) return Fail(state, codes.nullImage);
     entry->lock.emplace(image);
     if (!*entry->lock) return Fail(state, codes.lockFailed);
-    DWORD code = DescribeSource(entry->lock->data(), entry->lock->size(), bits, &entry->source);
+    PaxImageStatus code =
+        DescribeSource(entry->lock->data(), entry->lock->size(), bits, &entry->source);
     if (code != IMS_OK) {
         entry->lock.reset();
         return Fail(state, code);
