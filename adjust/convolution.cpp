@@ -163,18 +163,11 @@ void EmitRowWith(const int16_t *ringRow, int width, Quotient quotient, const BYT
     }
 }
 
-// The divisor's rule is chosen once per row, not per pixel.
+// The divisor's rule is chosen once per row, not per pixel: the same rule
+// that SumQuotient applies to a single sum.
 void EmitRow(const int16_t *ringRow, int width, const SumQuotient &quotient, const BYTE *src,
              BYTE *dst) {
-    if (const int shift = quotient.shift()) {
-        EmitRowWith(ringRow, width, [shift](int s) { return s >> shift; }, src, dst);
-    } else if (quotient.divisor() == 1) {
-        EmitRowWith(ringRow, width, [](int s) { return s; }, src, dst);
-    } else {
-        const uint64_t magic = quotient.magic();
-        EmitRowWith(ringRow, width, [magic](int s) { return SumQuotient::Truncated(s, magic); }, src,
-                    dst);
-    }
+    quotient.WithRule([&](auto rule) { EmitRowWith(ringRow, width, rule, src, dst); });
 }
 
 void Feed(int filterType, const BYTE *row, int intensityMode, int16_t width, int16_t **ring,
