@@ -85,9 +85,9 @@ extern "C" int PAXCALL SplitColorChannels(HDIB image, HGLOBAL *channels, BYTE mo
     if (!in.ok()) return Fail(state, CCE_BADARGUMENT);
 
     OwnedBlock outputs[kMaxChannels];
-    auto fail = [&](DWORD code) {
+    auto fail = [&](PaxConvertError code) -> int {
         for (int k = 0; k < n; ++k) channels[k] = nullptr;
-        if (code != CCE_NONE) state->convertError = code;
+        if (code != CCE_NONE) return Fail(state, code);
         return 0; // the guards unlock and free
     };
     for (int k = 0; k < n; ++k) {
