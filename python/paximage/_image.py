@@ -319,7 +319,18 @@ class Image:
         info['paximage.model'] names another model keeps that tag."""
         mode = picture.mode
         if mode == "RGB":
-            return cls.from_numpy(np.asarray(picture), picture.info.get("paximage.model", "rgb"))
+            # Pillow packs the components reversed in C; numpy only turns the rows over.
+            width, height = picture.size
+            code = model_code(picture.info.get("paximage.model", "rgb"))
+            bgr = np.frombuffer(picture.tobytes("raw", "BGR"), np.uint8).reshape(height, 3 * width)
+            image = cls.new(width, height, 24, tag_of_model(code))
+            try:
+                with image._locked() as p:
+                    np.copyto(image._rows(p)[::-1, :3 * width], bgr[::-1])
+            except BaseException:
+                image.close()
+                raise
+            return image
         if mode == "CMYK":
             return cls.from_numpy(np.asarray(picture), "cmyk")
         if mode == "L":
@@ -339,16 +350,18 @@ class Image:
         """24 bits: RGB (info['paximage.model'] for other models); CMYK; 1 bit
         black and white: mode 1; 8-bit grey ramp: L; other palettes: P."""
         from PIL import Image as PILImage
-        if self.bits in (24, 32):
-            a = self.to_numpy()
-            if self.bits == 32:
-                if self.model != "cmyk":
-                    raise PaxImageError("to_pil", detail="32-bit RGB images have no Pillow mode here")
-                return PILImage.fromarray(np.asarray(a), "CMYK")
-            out = PILImage.fromarray(np.asarray(a), "RGB")
+        if self.bits == 24:
+            with self._locked() as p:
+                rows = self._rows(p)[::-1]  # memory order; Pillow unpacks B, G, R bottom-up in C
+                # mode RGB is never mapped onto the buffer: Pillow decodes a copy
+                out = PILImage.frombuffer("RGB", (self.width, self.height), rows, "raw", "BGR", rows.shape[1], -1)
             if self.model != "rgb":
                 out.info["paximage.model"] = self.model
             return out
+        if self.bits == 32:
+            if self.model != "cmyk":
+                raise PaxImageError("to_pil", detail="32-bit RGB images have no Pillow mode here")
+            return PILImage.fromarray(np.asarray(self.to_numpy()), "CMYK")
         palette = self.palette()
         with self._locked() as p:
             rows = self._rows(p)
