@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # Installs what building and testing PaxImage needs on Debian 12: the native
 # toolchain with GoogleTest and Google Benchmark, mingw-w64 for the Windows DLL,
-# Wine and Xvfb to run it, and stb for the command-line tool.
+# Wine and Xvfb to run it, stb for the command-line tool, and clang with its
+# libFuzzer runtime for the fuzz targets.
 set -euo pipefail
 packages=(build-essential cmake ninja-build libgtest-dev libbenchmark-dev libstb-dev
-          g++-mingw-w64-x86-64-posix wine64 xvfb xauth)
+          g++-mingw-w64-x86-64-posix wine64 xvfb xauth clang libclang-rt-dev python3)
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
