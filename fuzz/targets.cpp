@@ -45,7 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     else if (count < 1 || (f & 48)) Require(r == -1 && code == CCE_BADARGUMENT, "bad argument not refused");
     else if (from != to && n % ps) Require(r == -1 || r == count, "partial pixel: neither refused nor done");
     else Require(r == count && code == CCE_NONE, "a valid conversion failed");
-    if (r == count && !inPlace) {
+    if (r == count && count > 0 && !inPlace) {
         if (from == to) Require(std::equal(source.begin(), source.end(), dst), "same model: not a copy");
         pax::Conversion c = pax::FindConversion(from, to);
         for (size_t i = 0; from != to && i + ps <= n; i += ps) {
