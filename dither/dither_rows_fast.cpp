@@ -1,0 +1,416 @@
+// Fast row passes of the error-diffusion dithers and the fast source reader.
+//
+// Error diffusion is sequential along a row only through the taps of the
+// current row (dx = 1 and 2): the value of pixel x needs the shares of
+// pixels x - 1 and x - 2. The row pass therefore runs in two parts:
+//  1. the chain: for x = 0..w-1 the pixel's value v = cell + plane + the
+//     shares of the two pixels before it, the shares looked up in a table by
+//     v (every v of an ordinary picture lies in the table; others are
+//     computed). The three channels of 4- and 8-bit output run side by side.
+//  2. the spread, over the whole row at once: each pixel's bit or level and
+//     error, each distinct weight's share (e * weight) / D, and the shares
+//     added into the rows below, tap by tap.
+// Cells are 16-bit and additions wrap modulo 65536, so the order in which a
+// cell receives its shares does not change it: the cells and the output equal
+// the straightforward pass's, which applies every tap at once.
+#include "dither_rows_fast.h"
+
+#include <emmintrin.h>
+
+#include <algorithm>
+#include <cstring>
+
+#if defined(__GNUC__) && !defined(_WIN32)
+// AVX2 copies of the passes, chosen at run time. (Not on Windows: the
+// compiler there does not align the stack for 32-byte spills.)
+#define PAX_DITHER_AVX2 1
+#define PAX_TARGET_AVX2 __attribute__((target("avx2")))
+#endif
+#define PAX_INLINE inline __attribute__((always_inline))
+
+namespace {
+
+bool HaveAvx2() {
+#ifdef PAX_DITHER_AVX2
+    static const bool have = [] {
+        __builtin_cpu_init();
+        return __builtin_cpu_supports("avx2") != 0;
+    }();
+    return have;
+#else
+    return false;
+#endif
+}
+
+// Bit order of a byte reversed: movemask gives pixel 0 in bit 0, the rows
+// want it in bit 7.
+struct ReversedBytes {
+    BYTE v[256];
+    constexpr ReversedBytes() : v() {
+        for (int i = 0; i < 256; ++i) {
+            int r = 0;
+            for (int b = 0; b < 8; ++b) r |= ((i >> b) & 1) << (7 - b);
+            v[i] = static_cast<BYTE>(r);
+        }
+    }
+};
+constexpr ReversedBytes kReversed;
+
+// ---------------------------------------------------------------- source
+
+// (30 r + 59 g + 11 b) is at most 25500, so the quotient is at most 255 and
+// the clamp of the plain reader never acts.
+PAX_INLINE BYTE Grey(int r, int g, int b) {
+    return static_cast<BYTE>(static_cast<unsigned>(30 * r + 59 * g + 11 * b) / 100u);
+}
+
+PAX_INLINE void Read24Body(const BYTE *row, int64_t w, BYTE *red, BYTE *green, BYTE *blue,
+                           bool grey) {
+    if (grey) {
+        for (int64_t x = 0; x < w; ++x) red[x] = Grey(row[3 * x + 2], row[3 * x + 1], row[3 * x]);
+        return;
+    }
+    for (int64_t x = 0; x < w; ++x) {
+        blue[x] = row[3 * x];
+        green[x] = row[3 * x + 1];
+        red[x] = row[3 * x + 2];
+    }
+}
+void Read24Plain(const BYTE *row, int64_t w, BYTE *red, BYTE *green, BYTE *blue, bool grey) {
+    Read24Body(row, w, red, green, blue, grey);
+}
+#ifdef PAX_DITHER_AVX2
+PAX_TARGET_AVX2 void Read24Avx2(const BYTE *row, int64_t w, BYTE *red, BYTE *green, BYTE *blue,
+                                bool grey) {
+    Read24Body(row, w, red, green, blue, grey);
+}
+#endif
+
+} // namespace
+
+void PrepareFastSource(const DitherSource &source, FastSourceTables *tables) {
+    for (int i = 0; i < 256; ++i)
+        tables->grey[i] = Grey(source.red[i], source.green[i], source.blue[i]);
+}
+
+void FastSourceRowReader(const DitherSource &source, const FastSourceTables &tables,
+                         int64_t storedRow, BYTE *red, BYTE *green, BYTE *blue, bool grey) {
+    const BYTE *row = source.pixels + storedRow * source.stride;
+    const int64_t w = source.width;
+    switch (source.bitCount) {
+    case 24:
+#ifdef PAX_DITHER_AVX2
+        if (HaveAvx2()) {
+            Read24Avx2(row, w, red, green, blue, grey);
+            break;
+        }
+#endif
+        Read24Plain(row, w, red, green, blue, grey);
+        break;
+    case 8:
+        if (grey) {
+            for (int64_t x = 0; x < w; ++x) red[x] = tables.grey[row[x]];
+        } else {
+            for (int64_t x = 0; x < w; ++x) {
+                const BYTE i = row[x];
+                red[x] = source.red[i];
+                green[x] = source.green[i];
+                blue[x] = source.blue[i];
+            }
+        }
+        break;
+    case 4: {
+        // Two pixels a byte: the pair's two lookups, then an odd last pixel.
+        const int64_t pairs = w / 2;
+        const BYTE *t = grey ? tables.grey : source.red;
+        for (int64_t p = 0; p < pairs; ++p) {
+            const BYTE b = row[p];
+            red[2 * p] = t[b >> 4];
+            red[2 * p + 1] = t[b & 15];
+        }
+        if (w & 1) red[w - 1] = t[row[pairs] >> 4];
+        if (grey) break;
+        for (int64_t p = 0; p < pairs; ++p) {
+            const BYTE b = row[p];
+            green[2 * p] = source.green[b >> 4];
+            green[2 * p + 1] = source.green[b & 15];
+            blue[2 * p] = source.blue[b >> 4];
+            blue[2 * p + 1] = source.blue[b & 15];
+        }
+        if (w & 1) {
+            green[w - 1] = source.green[row[pairs] >> 4];
+            blue[w - 1] = source.blue[row[pairs] >> 4];
+        }
+        break;
+    }
+    default: break;
+    }
+}
+
+// ------------------------------------------------------- error diffusion
+
+namespace {
+
+// How a channel's value becomes its output and error: the 1-bit threshold at
+// 128, or a 3-3-2 level of 32 (red, green) or 64 (blue).
+enum Quantizer { kThreshold = 0, kLevel32 = 1, kLevel64 = 2 };
+
+template <int Q> PAX_INLINE int LevelOf(int v) {
+    constexpr int shift = Q == kLevel32 ? 5 : 6, top = Q == kLevel32 ? 7 : 3;
+    // v / step truncated and clamped to 0..top: for v < 0 the clamp gives 0,
+    // and for v >= 0 truncation is the shift.
+    return std::min(std::max(v, 0) >> shift, top);
+}
+template <int Q> PAX_INLINE int ErrorOf(int v) {
+    if (Q == kThreshold) return v > 128 ? v - 255 : v;
+    return v - (LevelOf<Q>(v) << (Q == kLevel32 ? 5 : 6));
+}
+inline int ErrorOfKind(int q, int v) {
+    return q == kThreshold ? ErrorOf<kThreshold>(v)
+                           : q == kLevel32 ? ErrorOf<kLevel32>(v) : ErrorOf<kLevel64>(v);
+}
+
+// The weight of the tap dx columns right in the current row, 0 if none.
+constexpr int RightWeight(const DiffusionKernel &k, int dx) {
+    for (int i = 0; i < k.tapCount; ++i)
+        if (k.taps[i].dy == 0 && k.taps[i].dx == dx) return k.taps[i].weight;
+    return 0;
+}
+// Every tap of the current row lies one or two columns right.
+constexpr bool RightTapsNear(const DiffusionKernel &k) {
+    for (int i = 0; i < k.tapCount; ++i)
+        if (k.taps[i].dy == 0 && (k.taps[i].dx < 1 || k.taps[i].dx > 2)) return false;
+    return true;
+}
+static_assert(RightTapsNear(kKernelFS4) && RightTapsNear(kKernelBurkes) &&
+                  RightTapsNear(kKernelSierra) && RightTapsNear(kKernelJJN) &&
+                  RightTapsNear(kKernelStucki) && RightTapsNear(kKernelSA),
+              "taps of the current row reach at most two columns");
+
+// The distinct weights of the taps below the current row.
+struct Weights {
+    int count = 0;
+    int w[kMaxTaps] = {};
+};
+constexpr Weights LowerWeights(const DiffusionKernel &k) {
+    Weights out;
+    for (int i = 0; i < k.tapCount; ++i) {
+        if (k.taps[i].dy == 0) continue;
+        bool seen = false;
+        for (int j = 0; j < out.count; ++j) seen = seen || out.w[j] == k.taps[i].weight;
+        if (!seen) out.w[out.count++] = k.taps[i].weight;
+    }
+    return out;
+}
+constexpr int WeightIndex(const Weights &ws, int weight) {
+    for (int j = 0; j < ws.count; ++j)
+        if (ws.w[j] == weight) return j;
+    return -1;
+}
+constexpr int kMaxLowerWeights = 6;
+
+// Tables of the current-row shares by value: v in -kHalf..kHalf-1.
+constexpr int kHalf = 1024;
+constexpr int kTableCells = 2 * kHalf;
+
+// Working memory, in 16-bit cells from a 64-byte boundary: the share tables
+// ([quantizer][dx - 1]), three rows of values, the rows of shares per lower
+// weight (with margins of zeros), and three rows of levels.
+constexpr int64_t kShareMargin = 8;
+struct Layout {
+    int16_t *table[3][2];
+    int16_t *values[3];
+    int16_t *shares[kMaxLowerWeights]; // at column 0; columns -8..-1 and w..w+7 are 0
+    BYTE *levels[3];
+    Layout(BYTE *scratch, int64_t w) {
+        auto base = reinterpret_cast<uintptr_t>(scratch);
+        auto *p = reinterpret_cast<int16_t *>((base + 63) & ~uintptr_t{63});
+        for (auto &q : table)
+            for (int16_t *&t : q) {
+                t = p + kHalf;
+                p += kTableCells;
+            }
+        const int64_t rowCells = (w + 2 * kShareMargin + 31) & ~int64_t{31};
+        for (int16_t *&v : values) {
+            v = p;
+            p += rowCells;
+        }
+        for (int16_t *&s : shares) {
+            s = p + kShareMargin;
+            p += rowCells;
+        }
+        for (BYTE *&l : levels) {
+            l = reinterpret_cast<BYTE *>(p);
+            p += rowCells / 2;
+        }
+    }
+};
+
+int64_t ScratchBytes(int64_t w) {
+    const int64_t rowCells = (w + 2 * kShareMargin + 31) & ~int64_t{31};
+    return 64 + 2 * (6 * kTableCells + (3 + kMaxLowerWeights) * rowCells + 3 * (rowCells / 2));
+}
+
+template <const DiffusionKernel &K> void Prepare(BYTE *scratch, int64_t w) {
+    Layout l(scratch, w);
+    for (int q = 0; q < 3; ++q)
+        for (int dx = 1; dx <= 2; ++dx)
+            for (int v = -kHalf; v < kHalf; ++v)
+                l.table[q][dx - 1][v] =
+                    static_cast<int16_t>(ErrorOfKind(q, v) * RightWeight(K, dx) / K.divisor);
+    for (int16_t *s : l.shares) {
+        std::memset(s - kShareMargin, 0, kShareMargin * sizeof(int16_t));
+        std::memset(s + w, 0, kShareMargin * sizeof(int16_t));
+    }
+}
+
+// Part 1: the chain of NC channels side by side. values[c][x] receives the
+// pixel's value, wrapped to 16 bits.
+template <const DiffusionKernel &K, int NC>
+PAX_INLINE void Chain(const FastDiffusionRow &row, const Layout &l, const int (&quant)[3],
+                      int64_t w) {
+    constexpr int W1 = RightWeight(K, 1), W2 = RightWeight(K, 2);
+    const int16_t *row0[NC];
+    const BYTE *plane[NC];
+    int16_t *values[NC];
+    const int16_t *t1[NC], *t2[NC];
+    for (int c = 0; c < NC; ++c) {
+        row0[c] = row.rows[c][0];
+        plane[c] = row.planes[c];
+        values[c] = l.values[c];
+        t1[c] = l.table[quant[c]][0];
+        t2[c] = l.table[quant[c]][1];
+    }
+    int near[NC] = {};   // share reaching x from x - 1
+    int far[NC] = {};    // share reaching x from x - 2
+    int farNext[NC] = {}; // share reaching x + 1 from x - 1
+    for (int64_t x = 0; x < w; ++x) {
+#pragma GCC unroll 3
+        for (int c = 0; c < NC; ++c) {
+            const int s = (row0[c][x] + plane[c][x] + far[c]) + near[c];
+            int v, a, b;
+            if (__builtin_expect(static_cast<unsigned>(s + kHalf) < unsigned{kTableCells}, 1)) {
+                v = s;
+                a = W1 ? t1[c][s] : 0;
+                b = W2 ? t2[c][s] : 0;
+            } else {
+                v = static_cast<int16_t>(static_cast<uint16_t>(s));
+                const int e = ErrorOfKind(quant[c], v);
+                a = e * W1 / K.divisor;
+                b = e * W2 / K.divisor;
+            }
+            values[c][x] = static_cast<int16_t>(v);
+            near[c] = a;
+            far[c] = farNext[c];
+            farNext[c] = b;
+        }
+    }
+}
+
+// Part 2 for one channel: the shares of every lower weight, then the rows
+// below, each cell taking its taps' shares at once. With the threshold the
+// bits go to out; with a level the levels go to levels.
+template <const DiffusionKernel &K, int Q>
+PAX_INLINE void Spread(int16_t *const (&rows)[kMaxKernelRows], const Layout &l, int channel,
+                       int64_t w, BYTE *out) {
+    constexpr Weights ws = LowerWeights(K);
+    static_assert(ws.count <= kMaxLowerWeights, "too many lower weights");
+    const int16_t *__restrict values = l.values[channel];
+    int16_t *const *shares = l.shares;
+#pragma GCC unroll 6
+    for (int i = 0; i < ws.count; ++i) {
+        int16_t *__restrict share = shares[i];
+        for (int64_t x = 0; x < w; ++x)
+            share[x] = static_cast<int16_t>(ErrorOf<Q>(values[x]) * ws.w[i] / K.divisor);
+    }
+#pragma GCC unroll 3
+    for (int dy = 1; dy < K.rows; ++dy) {
+        int16_t *__restrict cells = rows[dy];
+        for (int64_t x = 0; x < w; ++x) {
+            int sum = cells[x];
+#pragma GCC unroll 12
+            for (int t = 0; t < K.tapCount; ++t)
+                if (K.taps[t].dy == dy)
+                    sum += shares[WeightIndex(ws, K.taps[t].weight)][x - K.taps[t].dx];
+            cells[x] = static_cast<int16_t>(static_cast<uint16_t>(sum));
+        }
+    }
+    if (Q == kThreshold) {
+        // White above 128, sixteen pixels at a time; the bits after the last
+        // pixel of the row stay 0.
+        const __m128i limit = _mm_set1_epi16(128);
+        int64_t x = 0;
+        for (; x + 16 <= w; x += 16) {
+            const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i *>(values + x));
+            const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i *>(values + x + 8));
+            const int m = _mm_movemask_epi8(
+                _mm_packs_epi16(_mm_cmpgt_epi16(a, limit), _mm_cmpgt_epi16(b, limit)));
+            out[x >> 3] = kReversed.v[m & 255];
+            out[(x >> 3) + 1] = kReversed.v[m >> 8];
+        }
+        unsigned byte = 0;
+        for (; x < w; ++x) {
+            byte |= (values[x] > 128 ? 0x80u : 0u) >> (x & 7);
+            if ((x & 7) == 7) {
+                out[x >> 3] = static_cast<BYTE>(byte);
+                byte = 0;
+            }
+        }
+        if (w & 7) out[w >> 3] = static_cast<BYTE>(byte);
+    } else {
+        BYTE *levels = l.levels[channel];
+        for (int64_t x = 0; x < w; ++x) levels[x] = static_cast<BYTE>(LevelOf<Q>(values[x]));
+    }
+}
+
+template <const DiffusionKernel &K>
+PAX_INLINE void RowBody(const FastDiffusionRow &row, int bits, int64_t w, BYTE *scratch) {
+    const Layout l(scratch, w);
+    if (bits == 1) {
+        Chain<K, 1>(row, l, {kThreshold, kThreshold, kThreshold}, w);
+        Spread<K, kThreshold>(row.rows[0], l, 0, w, row.out[0]);
+    } else if (bits == 4) {
+        Chain<K, 3>(row, l, {kThreshold, kThreshold, kThreshold}, w);
+        for (int c = 0; c < 3; ++c) Spread<K, kThreshold>(row.rows[c], l, c, w, row.out[c]);
+    } else {
+        Chain<K, 3>(row, l, {kLevel32, kLevel32, kLevel64}, w);
+        Spread<K, kLevel32>(row.rows[0], l, 0, w, nullptr);
+        Spread<K, kLevel32>(row.rows[1], l, 1, w, nullptr);
+        Spread<K, kLevel64>(row.rows[2], l, 2, w, nullptr);
+        const BYTE *r = l.levels[0], *g = l.levels[1], *b = l.levels[2];
+        BYTE *out = row.out[0];
+        for (int64_t x = 0; x < w; ++x)
+            out[x] = static_cast<BYTE>((r[x] << 5) | (g[x] << 2) | b[x]);
+    }
+}
+
+template <const DiffusionKernel &K>
+void RowPlain(const FastDiffusionRow &row, int bits, int64_t w, BYTE *scratch) {
+    RowBody<K>(row, bits, w, scratch);
+}
+#ifdef PAX_DITHER_AVX2
+template <const DiffusionKernel &K>
+PAX_TARGET_AVX2 void RowAvx2(const FastDiffusionRow &row, int bits, int64_t w, BYTE *scratch) {
+    RowBody<K>(row, bits, w, scratch);
+}
+#endif
+
+template <const DiffusionKernel &K> FastDiffusionPasses PassesOf() {
+#ifdef PAX_DITHER_AVX2
+    if (HaveAvx2()) return {&Prepare<K>, &RowAvx2<K>};
+#endif
+    return {&Prepare<K>, &RowPlain<K>};
+}
+
+} // namespace
+
+int64_t FastDiffusionScratchBytes(int64_t w) { return ScratchBytes(w); }
+
+FastDiffusionPasses FastDiffusionFor(const DiffusionKernel &kernel) {
+    if (&kernel == &kKernelFS4) return PassesOf<kKernelFS4>();
+    if (&kernel == &kKernelBurkes) return PassesOf<kKernelBurkes>();
+    if (&kernel == &kKernelSierra) return PassesOf<kKernelSierra>();
+    if (&kernel == &kKernelJJN) return PassesOf<kKernelJJN>();
+    if (&kernel == &kKernelStucki) return PassesOf<kKernelStucki>();
+    return PassesOf<kKernelSA>();
+}

@@ -1,0 +1,57 @@
+// Fast row passes of the dithers. Each gives the same bytes and leaves the
+// same cells as the straightforward pass beside it (dither_rows.cpp,
+// error_diffusion.cpp, block_dither.cpp, ordered_dither.cpp), which
+// PAXIMAGE_REFERENCE=1 forces instead.
+#ifndef PAX_DITHER_DITHER_ROWS_FAST_H
+#define PAX_DITHER_DITHER_ROWS_FAST_H
+
+#include "dither_rows.h"
+#include "kernels.h"
+
+#include <cstdint>
+
+// The grey value of every palette entry, made once per call.
+struct FastSourceTables {
+    BYTE grey[256];
+};
+void PrepareFastSource(const DitherSource &source, FastSourceTables *tables);
+
+// SourceRowReader's planes. With grey set only the red plane (the grey one)
+// is written; the other two are left as they are.
+void FastSourceRowReader(const DitherSource &source, const FastSourceTables &tables,
+                         int64_t storedRow, BYTE *red, BYTE *green, BYTE *blue, bool grey);
+
+// One image row of error diffusion over every dithered channel.
+struct FastDiffusionRow {
+    int16_t *rows[3][kMaxKernelRows]; // each channel's K rows of cells, at column 0
+    const BYTE *planes[3];            // the channels' source values (grey in planes[0])
+    BYTE *out[3]; // 1 and 4 bits: each channel's 1-bit row; 8 bits: out[0], one byte a pixel
+};
+
+// Bytes of working memory the fast passes need beside the error rows, for a
+// row of w pixels, and the passes of one kernel. prepare fills the tables at
+// the start of a call; row dithers one image row. Neither touches the cells
+// of row 0 outside columns 0..w-1 or writes the margins; row 0 itself is left
+// in any state (the driver clears it when it becomes the last row).
+int64_t FastDiffusionScratchBytes(int64_t w);
+struct FastDiffusionPasses {
+    void (*prepare)(BYTE *scratch, int64_t w);
+    void (*row)(const FastDiffusionRow &row, int bits, int64_t w, BYTE *scratch);
+};
+FastDiffusionPasses FastDiffusionFor(const DiffusionKernel &kernel);
+
+// The 2x2 block dither over a whole image channel: the priming pass and every
+// row pass of the straightforward driver, run several image rows at once. See
+// block_dither.cpp for the order of the passes.
+int64_t FastBlockScratchBytes(int64_t w);
+void FastBlockChannel(const DitherSource &source, const FastSourceTables &tables, int channel,
+                      bool grey, bool halve, BYTE *out, int64_t outRowBytes, BYTE *scratch);
+
+// The ordered thresholding of one stored row: pixel x becomes 255 when
+// v * maxM > entry((x mod n), column) * maxPix, else 0.
+void FastThresholdRow(BYTE *row, int64_t w, const BYTE *entries, int n, int column, int maxM,
+                      int maxPix);
+// The largest byte of rows stored rows of w bytes.
+int FastMaxPixel(const BYTE *pixels, int64_t stride, int64_t w, int64_t rows);
+
+#endif
