@@ -414,3 +414,311 @@ FastDiffusionPasses FastDiffusionFor(const DiffusionKernel &kernel) {
     if (&kernel == &kKernelStucki) return PassesOf<kKernelStucki>();
     return PassesOf<kKernelSA>();
 }
+
+// ------------------------------------------------------------ block dither
+//
+// A row pass of the 2x2 block dither is sequential along the row (block x
+// starts from the cells that block x - 1 rewrote), and the next image row's
+// pass needs this row's rewritten B cells. Block x of a row needs only
+// blocks up to x + 1 of the row before, so eight rows run at once, each two
+// blocks behind the one above: one 16-bit lane a row, one step a block.
+// The rows of a run are the priming pass (row -1) and the stored rows 0..h-1
+// in order. Row -1 and the last stored row see B equal to their A (the
+// driver does not refresh B for them); every other row r takes B from the
+// source's stored row r + 1.
+//
+// Lane L at step t decides block x = t - 2L from q0, q2 (the cells its block
+// x - 1 rewrote), q1 (cell x + 1 of the row above as that row left it, the
+// lane above's output of the step before) and q3 (cell x + 1 of its B row).
+// Each block ranks its cells as the plain pass does and gives the cell of
+// rank k the value clamp(s - 255 k, 0, 255), which is 255 below rank n, the
+// remainder at rank n and 0 above.
+
+#ifdef PAX_DITHER_AVX2
+#include <immintrin.h>
+#endif
+
+namespace {
+
+constexpr int kLag = 2;        // blocks between a lane and the one below it
+constexpr int kMaxLanes = 16;  // AVX2; SSE2 runs 8
+
+// The vector operations of a wavefront, on 8 (SSE2) or 16 (AVX2) 16-bit lanes.
+struct Sse2 {
+    using V = __m128i;
+    static constexpr int kLanes = 8;
+    static V Load(const int16_t *p) { return _mm_load_si128(reinterpret_cast<const V *>(p)); }
+    static V Set1(int v) { return _mm_set1_epi16(static_cast<int16_t>(v)); }
+    static V And(V a, V b) { return _mm_and_si128(a, b); }
+    static V Or(V a, V b) { return _mm_or_si128(a, b); }
+    static V AndNot(V a, V b) { return _mm_andnot_si128(a, b); } // ~a & b
+    static V Xor(V a, V b) { return _mm_xor_si128(a, b); }
+    static V Blend(V mask, V ifSet, V ifClear) { return Xor(ifClear, And(mask, Xor(ifSet, ifClear))); }
+    static V Add(V a, V b) { return _mm_add_epi16(a, b); }
+    static V Gt(V a, V b) { return _mm_cmpgt_epi16(a, b); }
+    static V Eq(V a, V b) { return _mm_cmpeq_epi16(a, b); }
+    static V SubSat(V a, V b) { return _mm_subs_epu16(a, b); }
+    static V Min(V a, V b) { return _mm_min_epi16(a, b); }
+    static V Half(V a) { return _mm_srli_epi16(a, 1); }
+    static V MinusLag() { return _mm_setr_epi16(0, -2, -4, -6, -8, -10, -12, -14); }
+    // Lane L takes lane L - 1's value; lane 0 takes first.
+    static V ShiftIn(V v, int16_t first) { return _mm_insert_epi16(_mm_slli_si128(v, 2), first, 0); }
+    static unsigned Bits(V mask) { return _mm_movemask_epi8(_mm_packs_epi16(mask, mask)) & 0xFFu; }
+    static int16_t LastLane(V v) { return static_cast<int16_t>(_mm_extract_epi16(v, 7)); }
+};
+
+#ifdef PAX_DITHER_AVX2
+struct Avx2 {
+    using V = __m256i;
+    static constexpr int kLanes = 16;
+    PAX_TARGET_AVX2 static V Load(const int16_t *p) {
+        return _mm256_load_si256(reinterpret_cast<const V *>(p));
+    }
+    PAX_TARGET_AVX2 static V Set1(int v) { return _mm256_set1_epi16(static_cast<int16_t>(v)); }
+    PAX_TARGET_AVX2 static V And(V a, V b) { return _mm256_and_si256(a, b); }
+    PAX_TARGET_AVX2 static V Or(V a, V b) { return _mm256_or_si256(a, b); }
+    PAX_TARGET_AVX2 static V AndNot(V a, V b) { return _mm256_andnot_si256(a, b); }
+    PAX_TARGET_AVX2 static V Xor(V a, V b) { return _mm256_xor_si256(a, b); }
+    PAX_TARGET_AVX2 static V Blend(V mask, V ifSet, V ifClear) {
+        return Xor(ifClear, And(mask, Xor(ifSet, ifClear)));
+    }
+    PAX_TARGET_AVX2 static V Add(V a, V b) { return _mm256_add_epi16(a, b); }
+    PAX_TARGET_AVX2 static V Gt(V a, V b) { return _mm256_cmpgt_epi16(a, b); }
+    PAX_TARGET_AVX2 static V Eq(V a, V b) { return _mm256_cmpeq_epi16(a, b); }
+    PAX_TARGET_AVX2 static V SubSat(V a, V b) { return _mm256_subs_epu16(a, b); }
+    PAX_TARGET_AVX2 static V Min(V a, V b) { return _mm256_min_epi16(a, b); }
+    PAX_TARGET_AVX2 static V Half(V a) { return _mm256_srli_epi16(a, 1); }
+    PAX_TARGET_AVX2 static V MinusLag() {
+        return _mm256_setr_epi16(0, -2, -4, -6, -8, -10, -12, -14, -16, -18, -20, -22, -24, -26,
+                                 -28, -30);
+    }
+    PAX_TARGET_AVX2 static V ShiftIn(V v, int16_t first) {
+        const V low = _mm256_permute2x128_si256(v, v, 0x08); // (0, low half of v)
+        return _mm256_insert_epi16(_mm256_alignr_epi8(v, low, 14), first, 0);
+    }
+    PAX_TARGET_AVX2 static unsigned Bits(V mask) {
+        const unsigned m = static_cast<unsigned>(_mm256_movemask_epi8(_mm256_packs_epi16(mask, mask)));
+        return (m & 0xFFu) | ((m >> 8) & 0xFF00u);
+    }
+    PAX_TARGET_AVX2 static int16_t LastLane(V v) {
+        return static_cast<int16_t>(_mm256_extract_epi16(v, 15));
+    }
+};
+#endif
+
+struct BlockLayout {
+    int16_t *skew[3];    // [u][lane]: cell u - 2 lane of the lane's B row
+    int16_t *rows[3][2]; // per channel: the row above lane 0 (cells 0..w), the next one
+    uint16_t *whites;    // [step]: bit L set when lane L's pixel is white
+    BYTE *planes[3];
+    int64_t steps;
+    static int64_t Steps(int64_t w) { return w + kLag * kMaxLanes + 48; }
+    static int64_t RowBytes(int64_t w) { return (Steps(w) * 2 + 63) & ~int64_t{63}; }
+    static int64_t PlaneBytes(int64_t w) { return (w + 8 + 63) & ~int64_t{63}; }
+    static int64_t Bytes(int64_t w) {
+        return 64 + 3 * Steps(w) * kMaxLanes * 2 + 7 * RowBytes(w) + 3 * PlaneBytes(w);
+    }
+    BlockLayout(BYTE *scratch, int64_t w) : steps(Steps(w)) {
+        auto base = reinterpret_cast<uintptr_t>(scratch);
+        BYTE *p = reinterpret_cast<BYTE *>((base + 63) & ~uintptr_t{63});
+        for (int16_t *&s : skew) {
+            s = reinterpret_cast<int16_t *>(p);
+            p += steps * kMaxLanes * 2;
+        }
+        for (auto &pair : rows)
+            for (int16_t *&r : pair) {
+                r = reinterpret_cast<int16_t *>(p);
+                p += RowBytes(w);
+            }
+        whites = reinterpret_cast<uint16_t *>(p);
+        p += RowBytes(w);
+        for (BYTE *&pl : planes) {
+            pl = p;
+            p += PlaneBytes(w);
+        }
+    }
+};
+
+// One wavefront of one channel. above holds the row over lane 0 (cells
+// 0..w); below receives the last lane's B row as that lane leaves it. asA
+// (-1 in sameRow) marks the lanes whose B row is their A row.
+template <class Vec>
+PAX_INLINE void BlockWavefront(const int16_t *skew, const int16_t *above, int16_t *below,
+                               uint16_t *whites, int64_t w, const int16_t *sameRow, bool halve) {
+    using V = typename Vec::V;
+    const V asA = Vec::Load(sameRow);
+    constexpr int N = Vec::kLanes;
+    constexpr int64_t skewSteps = kLag * (N - 1);
+    const V zero = Vec::Set1(0), ones = Vec::Set1(-1), c255 = Vec::Set1(255),
+            c510 = Vec::Set1(510), one = Vec::Set1(1);
+    const V width = Vec::Set1(static_cast<int>(w));
+    V x = Vec::MinusLag();
+    V q0n = zero, q2n = zero, carry = zero, prev1 = zero, prev2 = zero;
+    const int64_t last = w + skewSteps;
+    for (int64_t t = 0; t <= last; ++t) {
+        // Cells x and x + 1 of each lane's B row.
+        const V freshBefore = Vec::Load(skew + t * N);
+        const V fresh = Vec::Load(skew + (t + 1) * N);
+        const V q1 = Vec::ShiftIn(prev1, above[t + 1]);
+        const V startA = Vec::ShiftIn(prev2, above[t]);
+        const V start = Vec::Eq(x, zero);
+        const V q0 = Vec::Blend(start, startA, q0n);
+        const V q2 = Vec::Blend(start, Vec::Blend(asA, startA, freshBefore), q2n);
+        const V q3 = Vec::Blend(asA, q1, fresh);
+        const V c = Vec::AndNot(start, carry);
+        const V s = Vec::Add(Vec::Add(q0, q1), Vec::Add(Vec::Add(q2, q3), c));
+
+        const V q[4] = {q0, q1, q2, q3};
+        V gt[4][4]; // q_a > q_b
+        for (int a = 0; a < 4; ++a)
+            for (int b = 0; b < 4; ++b) gt[a][b] = a == b ? zero : Vec::Gt(q[a], q[b]);
+        // First: the lowest index holding the maximum (greater than every
+        // cell before it, not less than any after). Last: the highest index
+        // holding the minimum (not greater than any before, less than every
+        // cell after).
+        V first[4], lastCell[4], middle[4];
+        for (int i = 0; i < 4; ++i) {
+            V aboveBefore = ones, notBelowBefore = zero, belowAfter = ones, aboveAfter = zero;
+            for (int j = 0; j < i; ++j) {
+                aboveBefore = Vec::And(aboveBefore, gt[i][j]);
+                notBelowBefore = Vec::Or(notBelowBefore, gt[i][j]);
+            }
+            for (int j = i + 1; j < 4; ++j) {
+                belowAfter = Vec::And(belowAfter, gt[j][i]);
+                aboveAfter = Vec::Or(aboveAfter, gt[j][i]);
+            }
+            first[i] = Vec::AndNot(aboveAfter, aboveBefore);
+            lastCell[i] = Vec::AndNot(notBelowBefore, belowAfter);
+            middle[i] = Vec::AndNot(Vec::Or(first[i], lastCell[i]), ones);
+        }
+        // Of the two middle cells the brighter ranks second, the higher index
+        // on a tie: cell i is third when the other middle cell beats it.
+        V value[4];
+        for (int i = 0; i < 4; ++i) {
+            V beaten = zero;
+            for (int j = 0; j < 4; ++j) {
+                if (j == i) continue;
+                const V beats = j > i ? Vec::AndNot(gt[i][j], middle[j]) : Vec::And(gt[j][i], middle[j]);
+                beaten = Vec::Or(beaten, beats);
+            }
+            const V third = Vec::And(middle[i], beaten);
+            // 255 x rank: 0 first, 255 second, 510 third, 765 last.
+            const V rank = Vec::Add(Vec::Add(Vec::AndNot(first[i], c255), Vec::And(lastCell[i], c510)),
+                                    Vec::And(third, c255));
+            value[i] = Vec::Min(Vec::SubSat(s, rank), c255);
+        }
+        const V white = Vec::Eq(value[0], c255);
+        whites[t] = static_cast<uint16_t>(Vec::Bits(white));
+        carry = Vec::AndNot(white, value[0]);
+        if (halve) carry = Vec::Half(carry);
+        q0n = value[1];
+        q2n = value[3];
+        // Past its last block a lane hands down its B cell w unchanged.
+        const V out = Vec::Blend(Vec::Eq(x, width), q2, value[2]);
+        if (t >= skewSteps) below[t - skewSteps] = Vec::LastLane(out);
+        prev2 = prev1;
+        prev1 = out;
+        x = Vec::Add(x, one);
+    }
+}
+
+// A lane's bits of one row from the per-step white words: pixel x is bit L
+// of whites[x + 2L]. Bits after the last pixel are 0.
+void UnskewBits(const uint16_t *whites, int lane, int64_t w, BYTE *out) {
+    const uint16_t *from = whites + kLag * lane;
+    const __m128i shift = _mm_cvtsi32_si128(15 - lane);
+    int64_t x = 0;
+    for (; x + 16 <= w; x += 16) {
+        const __m128i a = _mm_srai_epi16(
+            _mm_sll_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(from + x)), shift), 15);
+        const __m128i b = _mm_srai_epi16(
+            _mm_sll_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(from + x + 8)), shift),
+            15);
+        const int m = _mm_movemask_epi8(_mm_packs_epi16(a, b));
+        out[x >> 3] = kReversed.v[m & 255];
+        out[(x >> 3) + 1] = kReversed.v[m >> 8];
+    }
+    for (; x < w; x += 8) {
+        unsigned byte = 0;
+        for (int i = 0; i < 8 && x + i < w; ++i) byte |= ((from[x + i] >> lane) & 1u) << (7 - i);
+        out[x >> 3] = static_cast<BYTE>(byte);
+    }
+}
+
+template <class Vec>
+PAX_INLINE void BlockDitherBody(const DitherSource &source, const FastSourceTables &tables,
+                                int channels, bool grey, bool halve, BYTE *work,
+                                int64_t workRowBytes, int64_t workPlaneBytes, BYTE *scratch) {
+    constexpr int N = Vec::kLanes;
+    const int64_t w = source.width, h = source.rows;
+    const BlockLayout l(scratch, w);
+    // Row -1 (the priming pass) takes stored row 0 as its A row; its B row
+    // is the same.
+    FastSourceRowReader(source, tables, 0, l.planes[0], l.planes[1], l.planes[2], grey);
+    int cur = 0;
+    for (int c = 0; c < channels; ++c) {
+        int16_t *a = l.rows[c][0];
+        for (int64_t x = 0; x < w; ++x) a[x] = l.planes[c][x];
+        std::fill(a + w, a + l.steps, int16_t{0});
+    }
+    for (int64_t top = -1; top < h; top += N) {
+        alignas(32) int16_t sameRow[N];
+        for (int lane = 0; lane < N; ++lane) {
+            const int64_t r = top + lane;
+            sameRow[lane] = r == -1 || r == h - 1 ? -1 : 0;
+            if (r < 0 || r + 1 >= h) continue;
+            FastSourceRowReader(source, tables, r + 1, l.planes[0], l.planes[1], l.planes[2],
+                                grey);
+            for (int c = 0; c < channels; ++c) {
+                int16_t *skew = l.skew[c] + lane;
+                const BYTE *plane = l.planes[c];
+                const int64_t from = kLag * lane; // u of cell 0
+                for (int64_t u = 0; u < from; ++u) skew[u * N] = 0;
+                for (int64_t x = 0; x < w; ++x) skew[(from + x) * N] = plane[x];
+                for (int64_t u = from + w; u < l.steps; ++u) skew[u * N] = 0;
+            }
+        }
+        for (int c = 0; c < channels; ++c) {
+            BlockWavefront<Vec>(l.skew[c], l.rows[c][cur], l.rows[c][1 - cur], l.whites, w,
+                                sameRow, halve);
+            for (int lane = 0; lane < N; ++lane) {
+                const int64_t r = top + lane;
+                if (r >= 0 && r < h)
+                    UnskewBits(l.whites, lane, w, work + c * workPlaneBytes + r * workRowBytes);
+            }
+        }
+        cur = 1 - cur;
+    }
+}
+
+void BlockDitherSse2(const DitherSource &source, const FastSourceTables &tables, int channels,
+                     bool grey, bool halve, BYTE *work, int64_t workRowBytes,
+                     int64_t workPlaneBytes, BYTE *scratch) {
+    BlockDitherBody<Sse2>(source, tables, channels, grey, halve, work, workRowBytes,
+                          workPlaneBytes, scratch);
+}
+#ifdef PAX_DITHER_AVX2
+PAX_TARGET_AVX2 void BlockDitherAvx2(const DitherSource &source, const FastSourceTables &tables,
+                                     int channels, bool grey, bool halve, BYTE *work,
+                                     int64_t workRowBytes, int64_t workPlaneBytes,
+                                     BYTE *scratch) {
+    BlockDitherBody<Avx2>(source, tables, channels, grey, halve, work, workRowBytes,
+                          workPlaneBytes, scratch);
+}
+#endif
+
+} // namespace
+
+int64_t FastBlockScratchBytes(int64_t w) { return BlockLayout::Bytes(w); }
+
+void FastBlockDither(const DitherSource &source, const FastSourceTables &tables, int channels,
+                     bool grey, bool halve, BYTE *work, int64_t workRowBytes,
+                     int64_t workPlaneBytes, BYTE *scratch) {
+#ifdef PAX_DITHER_AVX2
+    if (HaveAvx2())
+        return BlockDitherAvx2(source, tables, channels, grey, halve, work, workRowBytes,
+                               workPlaneBytes, scratch);
+#endif
+    BlockDitherSse2(source, tables, channels, grey, halve, work, workRowBytes, workPlaneBytes,
+                    scratch);
+}

@@ -40,12 +40,14 @@ struct FastDiffusionPasses {
 };
 FastDiffusionPasses FastDiffusionFor(const DiffusionKernel &kernel);
 
-// The 2x2 block dither over a whole image channel: the priming pass and every
-// row pass of the straightforward driver, run several image rows at once. See
-// block_dither.cpp for the order of the passes.
+// The 2x2 block dither of a whole image: the priming pass and every row pass
+// of the plain driver in block_dither.cpp, for one channel (grey) or three,
+// into the work output's 1-bit planes (rows of workRowBytes, planes of
+// workPlaneBytes).
 int64_t FastBlockScratchBytes(int64_t w);
-void FastBlockChannel(const DitherSource &source, const FastSourceTables &tables, int channel,
-                      bool grey, bool halve, BYTE *out, int64_t outRowBytes, BYTE *scratch);
+void FastBlockDither(const DitherSource &source, const FastSourceTables &tables, int channels,
+                     bool grey, bool halve, BYTE *work, int64_t workRowBytes,
+                     int64_t workPlaneBytes, BYTE *scratch);
 
 // The ordered thresholding of one stored row: pixel x becomes 255 when
 // v * maxM > entry((x mod n), column) * maxPix, else 0.
