@@ -21,6 +21,10 @@
 #include <cstring>
 
 #if defined(__GNUC__) && !defined(_WIN32)
+// The AVX2 helpers below are only ever inlined into functions compiled for
+// AVX2, so the note about passing 32-byte vectors between differently
+// compiled functions does not apply.
+#pragma GCC diagnostic ignored "-Wpsabi"
 // AVX2 copies of the passes, chosen at run time. (Not on Windows: the
 // compiler there does not align the stack for 32-byte spills.)
 #define PAX_DITHER_AVX2 1
@@ -721,4 +725,56 @@ void FastBlockDither(const DitherSource &source, const FastSourceTables &tables,
 #endif
     BlockDitherSse2(source, tables, channels, grey, halve, work, workRowBytes, workPlaneBytes,
                     scratch);
+}
+
+// ------------------------------------------------------- ordered threshold
+
+void FastOrderedThreshold(BYTE *pixels, int64_t stride, int64_t w, int64_t rows, bool topDown,
+                          const BYTE *entries, int n, int maxM) {
+    // The largest pixel, sixteen bytes at a time.
+    __m128i most = _mm_setzero_si128();
+    int maxPix = 0;
+    for (int64_t r = 0; r < rows; ++r) {
+        const BYTE *row = pixels + r * stride;
+        int64_t x = 0;
+        for (; x + 16 <= w; x += 16)
+            most = _mm_max_epu8(most, _mm_loadu_si128(reinterpret_cast<const __m128i *>(row + x)));
+        for (; x < w; ++x) maxPix = std::max<int>(maxPix, row[x]);
+    }
+    alignas(16) BYTE lanes[16];
+    _mm_store_si128(reinterpret_cast<__m128i *>(lanes), most);
+    for (BYTE b : lanes) maxPix = std::max<int>(maxPix, b);
+
+    // Per matrix column, M * maxPix for x = 0..16n-1: a period of the row
+    // that sixteen-pixel steps keep aligned. The products and v * maxM are
+    // at most 255 * 255 and are compared as unsigned 16-bit values.
+    alignas(16) uint16_t limits[16][256];
+    const int period = 16 * n;
+    for (int column = 0; column < n; ++column)
+        for (int i = 0; i < period; ++i)
+            limits[column][i] = static_cast<uint16_t>(entries[(i % n) * n + column] * maxPix);
+    const __m128i flip = _mm_set1_epi16(-32768), scale = _mm_set1_epi16(static_cast<int16_t>(maxM));
+    const __m128i zero = _mm_setzero_si128();
+    for (int64_t r = 0; r < rows; ++r) {
+        BYTE *row = pixels + r * stride;
+        const int64_t y = topDown ? r : rows - 1 - r;
+        const uint16_t *limit = limits[y % n];
+        int64_t x = 0;
+        int phase = 0; // x mod period
+        for (; x + 16 <= w; x += 16) {
+            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(row + x));
+            const __m128i lo = _mm_mullo_epi16(_mm_unpacklo_epi8(v, zero), scale);
+            const __m128i hi = _mm_mullo_epi16(_mm_unpackhi_epi8(v, zero), scale);
+            const __m128i tlo = _mm_load_si128(reinterpret_cast<const __m128i *>(limit + phase));
+            const __m128i thi =
+                _mm_load_si128(reinterpret_cast<const __m128i *>(limit + phase + 8));
+            const __m128i above = _mm_packs_epi16(
+                _mm_cmpgt_epi16(_mm_xor_si128(lo, flip), _mm_xor_si128(tlo, flip)),
+                _mm_cmpgt_epi16(_mm_xor_si128(hi, flip), _mm_xor_si128(thi, flip)));
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(row + x), above);
+            phase += 16;
+            if (phase == period) phase = 0;
+        }
+        for (; x < w; ++x) row[x] = row[x] * maxM > limit[x % period] ? 255 : 0;
+    }
 }

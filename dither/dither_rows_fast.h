@@ -49,11 +49,11 @@ void FastBlockDither(const DitherSource &source, const FastSourceTables &tables,
                      bool grey, bool halve, BYTE *work, int64_t workRowBytes,
                      int64_t workPlaneBytes, BYTE *scratch);
 
-// The ordered thresholding of one stored row: pixel x becomes 255 when
-// v * maxM > entry((x mod n), column) * maxPix, else 0.
-void FastThresholdRow(BYTE *row, int64_t w, const BYTE *entries, int n, int column, int maxM,
-                      int maxPix);
-// The largest byte of rows stored rows of w bytes.
-int FastMaxPixel(const BYTE *pixels, int64_t stride, int64_t w, int64_t rows);
+// The ordered thresholding of a whole 8-bit image in place: the largest
+// pixel maxPix, then every pixel 255 when v * maxM > M * maxPix and 0
+// otherwise, M the entry at matrix row x mod n and column y mod n, y counted
+// from the top of the picture.
+void FastOrderedThreshold(BYTE *pixels, int64_t stride, int64_t w, int64_t rows, bool topDown,
+                          const BYTE *entries, int n, int maxM);
 
 #endif
