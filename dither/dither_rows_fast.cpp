@@ -34,17 +34,15 @@
 
 namespace {
 
-bool HaveAvx2() {
 #ifdef PAX_DITHER_AVX2
+bool HaveAvx2() {
     static const bool have = [] {
         __builtin_cpu_init();
         return __builtin_cpu_supports("avx2") != 0;
     }();
     return have;
-#else
-    return false;
-#endif
 }
+#endif
 
 // Bit order of a byte reversed: movemask gives pixel 0 in bit 0, the rows
 // want it in bit 7.
@@ -285,15 +283,17 @@ PAX_INLINE void Chain(const FastDiffusionRow &row, const Layout &l, const int (&
         t1[c] = l.table[quant[c]][0];
         t2[c] = l.table[quant[c]][1];
     }
-    int near[NC] = {};   // share reaching x from x - 1
-    int far[NC] = {};    // share reaching x from x - 2
-    int farNext[NC] = {}; // share reaching x + 1 from x - 1
+    // 64-bit throughout, so that the sum indexes the table directly: the
+    // chain from one pixel to the next is an addition and a load.
+    int64_t oneBack[NC] = {};     // share reaching x from x - 1
+    int64_t twoBack[NC] = {};     // share reaching x from x - 2
+    int64_t twoBackNext[NC] = {}; // share reaching x + 1 from x - 1
     for (int64_t x = 0; x < w; ++x) {
 #pragma GCC unroll 3
         for (int c = 0; c < NC; ++c) {
-            const int s = (row0[c][x] + plane[c][x] + far[c]) + near[c];
-            int v, a, b;
-            if (__builtin_expect(static_cast<unsigned>(s + kHalf) < unsigned{kTableCells}, 1)) {
+            const int64_t s = (int64_t{row0[c][x]} + plane[c][x] + twoBack[c]) + oneBack[c];
+            int64_t v, a, b;
+            if (__builtin_expect(static_cast<uint64_t>(s + kHalf) < uint64_t{kTableCells}, 1)) {
                 v = s;
                 a = W1 ? t1[c][s] : 0;
                 b = W2 ? t2[c][s] : 0;
@@ -304,9 +304,9 @@ PAX_INLINE void Chain(const FastDiffusionRow &row, const Layout &l, const int (&
                 b = e * W2 / K.divisor;
             }
             values[c][x] = static_cast<int16_t>(v);
-            near[c] = a;
-            far[c] = farNext[c];
-            farNext[c] = b;
+            oneBack[c] = a;
+            twoBack[c] = twoBackNext[c];
+            twoBackNext[c] = b;
         }
     }
 }
