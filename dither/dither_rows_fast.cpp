@@ -464,7 +464,6 @@ struct Sse2 {
     static V SubSat(V a, V b) { return _mm_subs_epu16(a, b); }
     static V Min(V a, V b) { return _mm_min_epi16(a, b); }
     static V Half(V a) { return _mm_srli_epi16(a, 1); }
-    static V MinusLag() { return _mm_setr_epi16(0, -2, -4, -6, -8, -10, -12, -14); }
     // Lane L takes lane L - 1's value; lane 0 takes first.
     static V ShiftIn(V v, int16_t first) { return _mm_insert_epi16(_mm_slli_si128(v, 2), first, 0); }
     static unsigned Bits(V mask) { return _mm_movemask_epi8(_mm_packs_epi16(mask, mask)) & 0xFFu; }
@@ -492,10 +491,6 @@ struct Avx2 {
     PAX_TARGET_AVX2 static V SubSat(V a, V b) { return _mm256_subs_epu16(a, b); }
     PAX_TARGET_AVX2 static V Min(V a, V b) { return _mm256_min_epi16(a, b); }
     PAX_TARGET_AVX2 static V Half(V a) { return _mm256_srli_epi16(a, 1); }
-    PAX_TARGET_AVX2 static V MinusLag() {
-        return _mm256_setr_epi16(0, -2, -4, -6, -8, -10, -12, -14, -16, -18, -20, -22, -24, -26,
-                                 -28, -30);
-    }
     PAX_TARGET_AVX2 static V ShiftIn(V v, int16_t first) {
         const V low = _mm256_permute2x128_si256(v, v, 0x08); // (0, low half of v)
         return _mm256_insert_epi16(_mm256_alignr_epi8(v, low, 14), first, 0);
@@ -554,9 +549,14 @@ PAX_INLINE void BlockWavefront(const int16_t *skew, const int16_t *above, int16_
     constexpr int N = Vec::kLanes;
     constexpr int64_t skewSteps = kLag * (N - 1);
     const V zero = Vec::Set1(0), ones = Vec::Set1(-1), c255 = Vec::Set1(255),
-            c510 = Vec::Set1(510), one = Vec::Set1(1);
-    const V width = Vec::Set1(static_cast<int>(w));
-    V x = Vec::MinusLag();
+            c510 = Vec::Set1(510);
+    // oneLane[L]: lane L set; oneLane[N]: none. A lane starts its row when
+    // t = 2L and passes its last block when t = w + 2L.
+    alignas(32) int16_t oneLane[N + 1][N] = {};
+    for (int lane = 0; lane < N; ++lane) oneLane[lane][lane] = -1;
+    auto laneAt = [](int64_t steps) {
+        return steps >= 0 && steps % kLag == 0 && steps / kLag < N ? steps / kLag : int64_t{N};
+    };
     V q0n = zero, q2n = zero, carry = zero, prev1 = zero, prev2 = zero;
     const int64_t last = w + skewSteps;
     for (int64_t t = 0; t <= last; ++t) {
@@ -565,7 +565,7 @@ PAX_INLINE void BlockWavefront(const int16_t *skew, const int16_t *above, int16_
         const V fresh = Vec::Load(skew + (t + 1) * N);
         const V q1 = Vec::ShiftIn(prev1, above[t + 1]);
         const V startA = Vec::ShiftIn(prev2, above[t]);
-        const V start = Vec::Eq(x, zero);
+        const V start = Vec::Load(oneLane[laneAt(t)]);
         const V q0 = Vec::Blend(start, startA, q0n);
         const V q2 = Vec::Blend(start, Vec::Blend(asA, startA, freshBefore), q2n);
         const V q3 = Vec::Blend(asA, q1, fresh);
@@ -618,11 +618,10 @@ PAX_INLINE void BlockWavefront(const int16_t *skew, const int16_t *above, int16_
         q0n = value[1];
         q2n = value[3];
         // Past its last block a lane hands down its B cell w unchanged.
-        const V out = Vec::Blend(Vec::Eq(x, width), q2, value[2]);
+        const V out = Vec::Blend(Vec::Load(oneLane[laneAt(t - w)]), q2, value[2]);
         if (t >= skewSteps) below[t - skewSteps] = Vec::LastLane(out);
         prev2 = prev1;
         prev1 = out;
-        x = Vec::Add(x, one);
     }
 }
 

@@ -50,10 +50,11 @@ std::vector<Case> Cases() {
         const int entries = depth != 24 && w % 4 == 1 ? 1 + w % (depth == 4 ? 15 : 255) : -1;
         cases.push_back({depth, w, 1 + w * 7 % 9, entries, w % 5 == 0, kNoise});
     }
-    // Wide rows, beyond 16-bit column counts too.
+    // Wide rows, beyond 16-bit column counts too (and beyond 65,535).
     cases.push_back({24, 40000, 2, -1, false, kNoise});
     cases.push_back({8, 4099, 3, 200, true, kNoise});
     cases.push_back({4, 33001, 2, 9, false, kNoise});
+    cases.push_back({24, 65601, 2, -1, true, kNoise});
     // White at 8 bits measures its error against 224 and 192, so the cells
     // grow row by row until they wrap past 32767.
     cases.push_back({24, 256, 1000, -1, false, kWhite});
@@ -97,10 +98,10 @@ TEST(DitherDigest, EveryMethodDepthAndImage) {
             }
         GlobalFree(image);
     }
-    EXPECT_EQ(runs, 1142);
+    EXPECT_EQ(runs, 1164);
     char text[17];
     std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(digest));
-    EXPECT_STREQ(text, "3a41881b0c0a6ba6");
+    EXPECT_STREQ(text, "d92faecb6a7e08dd");
 }
 
 } // namespace
