@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Builds and runs every test: Linux release, Linux with sanitizers, and the
-# Windows DLL with its tests under Wine (with a virtual display for dialogs).
+# Builds and runs every test: Linux release, Linux with sanitizers, the
+# Windows DLL with its tests under Wine (with a virtual display for dialogs),
+# and the Python package against the Linux build (Debian's python3).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
@@ -17,5 +18,7 @@ run ctest --preset linux -j "$jobs"
 run ctest --preset linux-asan -j "$jobs"
 run xvfb-run -a -s "-screen 0 1280x1024x24" ctest --preset windows
 run scripts/compare-digests.sh build/linux build/windows
+run env PAXIMAGE_LIBRARY="$PWD/build/linux/bin/libPAXIMGUser.so" /usr/bin/python3 -m pytest -q \
+    -p no:cacheprovider python/tests
 echo "suites: $passed passed, $failed failed"
 [ "$failed" -eq 0 ]
