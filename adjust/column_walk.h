@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 namespace hueadjust {
 
@@ -40,6 +41,30 @@ SourceKind DescribeSource(BYTE *block, SIZE_T blockSize, DibLayout *layout);
 // The progress total of a walk over width columns: width + 1, kept inside
 // the 32-bit range for headers of any width.
 LONG ProgressTotal(int64_t width);
+
+// A run of `count` stored pixels of one row through the pixel function:
+// pixel.Run(in, out, count) when it has one (the table and vector forms of
+// hue_fast.h), else pixel by pixel.
+template <typename Pixel, typename = void> struct HasRun {
+    static constexpr bool value = false;
+};
+template <typename Pixel>
+struct HasRun<Pixel, decltype(std::declval<Pixel &>().Run(nullptr, nullptr, 0), void())> {
+    static constexpr bool value = true;
+};
+
+template <typename Pixel>
+void RunPixels(Pixel &pixel, const BYTE *in, BYTE *out, int64_t count) {
+    if constexpr (HasRun<Pixel>::value) {
+        pixel.Run(in, out, count);
+    } else {
+        for (int64_t x = 0; x < count; ++x, in += 3, out += 3) {
+            BYTE rgb[3], moved[3];
+            GetPixel3(in, rgb);
+            if (pixel(rgb, moved)) PutPixel3(out, moved);
+        }
+    }
+}
 
 // Runs the body once the operation's own arguments passed their checks.
 // runDialog() is called for mode 2 or 3 and returns the dialog's outcome.
@@ -105,13 +130,7 @@ HDIB RunColumnAdjustment(ThreadState *state, HDIB hDib, int mode, HWND owner,
         if (ProgressDue(state, progress, x0)) StepProgress();
         const int64_t x1 = state->cancelled ? x0 + 1 : std::min(x0 + band, src.width);
         for (int64_t y = 0; y < src.height; ++y) {
-            const BYTE *in = PixelAt(src, x0, y, 3);
-            BYTE *out = PixelAt(dst, x0, y, 3);
-            for (int64_t x = x0; x < x1; ++x, in += 3, out += 3) {
-                BYTE rgb[3], moved[3];
-                GetPixel3(in, rgb);
-                if (pixel(rgb, moved)) PutPixel3(out, moved);
-            }
+            RunPixels(pixel, PixelAt(src, x0, y, 3), PixelAt(dst, x0, y, 3), x1 - x0);
         }
     }
 

@@ -1,6 +1,7 @@
 // Desaturate: every pixel becomes the grey of its HSI lightness.
 #include "column_walk.h"
 #include "desaturate.h"
+#include "hue_fast.h"
 
 #include <algorithm>
 
@@ -41,11 +42,6 @@ extern "C" PAXAPI HDIB PAXCALL Desaturate(HDIB hDib, int mode, HWND owner) {
         return nullptr;
     }
     auto dialog = [&] { return RunParamDialog("DesaturateUI", hDib); };
-    auto makePixel = [] {
-        return [table = GreyTable()](const BYTE rgb[3], BYTE out[3]) {
-            DesaturatePixelFast(table, rgb, out);
-            return true;
-        };
-    };
+    auto makePixel = [] { return DesaturateRun(); };
     return RunColumnAdjustment(state, hDib, mode, owner, dialog, makePixel);
 }

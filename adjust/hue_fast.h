@@ -1,0 +1,80 @@
+// Fast forms of the per-pixel work of the hue-based adjustments, run over a
+// run of stored pixels (blue, green, red) of one row; each keeps the
+// straightforward pixel function beside it and takes it when
+// UseReferencePaths() is set.
+//
+// - HSI by tables: the hue and saturation bytes of RGBtoHSI depend only on
+//   the integer max, min and the sector difference, so tables built with the
+//   very same double expressions give the same bytes (HsiForward); the way
+//   back takes h, s and l from tables of the same quotients and evaluates the
+//   rest as HSItoRGB does, one ramp per pixel (HsiBack). A test compares both
+//   with the exported conversions over every input.
+// - Desaturate: the grey is (max + min) / 2 in every byte (GreyTable proves
+//   that the way back gives exactly that), taken 16 pixels at a time on
+//   SSE2 from the interleaved bytes.
+// - CMYK levels: one table per ink of the scaled ink (ScaleInk), and the
+//   per-pixel form 255 - K' - ink', limited at 0, in integers.
+#ifndef PAX_ADJUST_HUE_FAST_H
+#define PAX_ADJUST_HUE_FAST_H
+
+#include "desaturate.h"
+#include "paximage.h"
+
+#include <cstdint>
+
+namespace hueadjust {
+
+// The hue and saturation bytes of RGBtoHSI by table.
+struct HsiForward {
+    HsiForward();
+    BYTE saturation[256 * 256]; // [d][denominator], denominator = sum or 510 - sum
+    BYTE hue[3][256 * 256];     // [sector][d * d + difference + d]
+    // (H, S, I) of R, G, B as RGBtoHSI gives them.
+    void Convert(int r, int g, int b, BYTE hsi[3]) const;
+};
+
+// HSItoRGB with h, s and l taken from tables and the region of each channel
+// known per hue byte.
+struct HsiBack {
+    HsiBack();
+    double unit[256]; // v / 255.0
+    enum Region : BYTE { Rising, High, Falling, Low };
+    Region region[256][3]; // per hue byte, per channel R, G, B
+    double ramp[256][3];   // x, or 240 - x, where the channel ramps
+    void Convert(int h, int s, int i, BYTE rgb[3]) const;
+};
+
+// The tables of the process, built on first use.
+const HsiForward &ForwardTables();
+const HsiBack &BackTables();
+
+// The HSI move of ColorHueSaturation and ReplaceColor over runs of pixels.
+// selectByHue: pixels whose hue lies in lo..hi; else pixels inside the box.
+struct HueMoveRun {
+    bool reference;
+    int shift, saturation, lightness;
+    bool selectByHue;
+    int lo, hi;                                      // hue range
+    int blueLo, blueHi, greenLo, greenHi, redLo, redHi; // colour box
+    void Run(const BYTE *in, BYTE *out, int64_t count) const;
+};
+
+struct DesaturateRun {
+    bool reference;
+    GreyTable table;
+    bool identity; // every grey of the table is its lightness byte
+    DesaturateRun();
+    void Run(const BYTE *in, BYTE *out, int64_t count) const;
+};
+
+struct CmykLevelsRun {
+    bool reference;
+    double factors[4]; // cyan, magenta, yellow, black
+    BYTE scaled[4][256];
+    explicit CmykLevelsRun(const double f[4]);
+    void Run(const BYTE *in, BYTE *out, int64_t count) const;
+};
+
+} // namespace hueadjust
+
+#endif
