@@ -9,6 +9,8 @@
 #include "param_dialog.h"
 #include "paximage.h"
 #include "progress.h"
+#include "reference.h"
+#include "result_frame.h"
 #include "thread_state.h"
 
 #include <algorithm>
@@ -93,19 +95,26 @@ HDIB RunColumnAdjustment(ThreadState *state, HDIB hDib, int mode, HWND owner,
         return nullptr;
     }
 
-    OwnedBlock copy(DuplicateDIB(hDib));
+    // The fast paths write every pixel of the result (a pixel they leave
+    // alone is copied), so the copy is made around the rows only.
+    const bool wholeRows = src.pixels && !UseReferencePaths();
+    OwnedBlock copy(wholeRows ? GlobalAlloc(GMEM_MOVEABLE, source.size()) : DuplicateDIB(hDib));
     if (!copy) {
         state->convertError = CCE_NOMEMORY;
         return nullptr;
     }
     BlockLock target(copy.get());
     if (!target) return nullptr;
-    // The copy keeps zeros when it could not lock the source while copying:
-    // its header then differs from the source's, and the run fails as if the
-    // copy could not be locked.
-    if (target.size() != source.size() ||
-        std::memcmp(target.data(), source.data(), kDibHeaderSize) != 0)
+    if (wholeRows) {
+        FillAroundRows(target.data(), source.data(), static_cast<int64_t>(source.size()),
+                       src.pixels - source.data(), src.stride, src.height, 3 * src.width);
+    } else if (target.size() != source.size() ||
+               std::memcmp(target.data(), source.data(), kDibHeaderSize) != 0) {
+        // The copy keeps zeros when it could not lock the source while
+        // copying: its header then differs from the source's, and the run
+        // fails as if the copy could not be locked.
         return nullptr;
+    }
 
     if (WantsParamDialog(mode) && runDialog() == DialogOutcome::Cancelled) return nullptr;
 

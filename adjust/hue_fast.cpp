@@ -136,12 +136,18 @@ void HueMoveRun::Run(const BYTE *in, BYTE *out, int64_t count) const {
     const HsiBack &back = BackTables();
     for (int64_t x = 0; x < count; ++x, in += 3, out += 3) {
         const int b = in[0], g = in[1], r = in[2];
+        // A pixel left alone is copied: the result holds no copy of it yet.
         if (!selectByHue && !(b >= blueLo && b <= blueHi && g >= greenLo && g <= greenHi &&
-                              r >= redLo && r <= redHi))
+                              r >= redLo && r <= redHi)) {
+            out[0] = in[0], out[1] = in[1], out[2] = in[2];
             continue; // the box is tested before the conversion it does not need
+        }
         BYTE hsi[3];
         forward.Convert(r, g, b, hsi);
-        if (selectByHue && !HueInRange(hsi[0], lo, hi)) continue;
+        if (selectByHue && !HueInRange(hsi[0], lo, hi)) {
+            out[0] = in[0], out[1] = in[1], out[2] = in[2];
+            continue;
+        }
         BYTE rgb[3];
         back.Convert(WrapHue(static_cast<int64_t>(hsi[0]) + shift),
                      ClampToByteRange(static_cast<int64_t>(hsi[1]) + saturation),

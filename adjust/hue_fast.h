@@ -1,7 +1,10 @@
 // Fast forms of the per-pixel work of the hue-based adjustments, run over a
 // run of stored pixels (blue, green, red) of one row; each keeps the
 // straightforward pixel function beside it and takes it when
-// UseReferencePaths() is set.
+// UseReferencePaths() is set. The straightforward forms write only the
+// pixels they change into a copy of the caller's block; the fast forms
+// write every pixel (copying those they leave alone) into a block that holds
+// only the bytes around the rows (result_frame.h).
 //
 // - HSI by tables: the hue and saturation bytes of RGBtoHSI depend only on
 //   the integer max, min and the sector difference, so tables built with the
