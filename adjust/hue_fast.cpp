@@ -46,7 +46,9 @@ HsiForward::HsiForward() : saturation(), hue() {
             }
 }
 
-void HsiForward::Convert(int r, int g, int b, BYTE hsi[3]) const {
+void HsiForward::Convert(int r, int g, int b, BYTE hsi[3]) const { ConvertInline(r, g, b, hsi); }
+
+inline void HsiForward::ConvertInline(int r, int g, int b, BYTE hsi[3]) const {
     const int max = Max3(r, g, b), min = Min3(r, g, b);
     const int sum = max + min, d = max - min;
     hsi[2] = static_cast<BYTE>(sum >> 1);
@@ -93,19 +95,7 @@ HsiBack::HsiBack() : unit(), region(), ramp() {
     }
 }
 
-void HsiBack::Convert(int h, int s, int i, BYTE rgb[3]) const {
-    const double l = unit[i], sat = unit[s];
-    const double m2 = l <= 0.5 ? (sat + 1) * l : l + sat - l * sat;
-    const double m1 = l + l - m2;
-    const BYTE high = ClampUnitByte(m2 * 255), low = ClampUnitByte(m1 * 255);
-    for (int ch = 0; ch < 3; ++ch) {
-        switch (region[h][ch]) {
-        case High: rgb[ch] = high; break;
-        case Low: rgb[ch] = low; break;
-        default: rgb[ch] = ClampUnitByte(((m2 - m1) * ramp[h][ch] / 60 + m1) * 255); break;
-        }
-    }
-}
+void HsiBack::Convert(int h, int s, int i, BYTE rgb[3]) const { ConvertInline(h, s, i, rgb); }
 
 const HsiForward &ForwardTables() {
     static const HsiForward *tables = new HsiForward(); // kept for the process
@@ -143,15 +133,15 @@ void HueMoveRun::Run(const BYTE *in, BYTE *out, int64_t count) const {
             continue; // the box is tested before the conversion it does not need
         }
         BYTE hsi[3];
-        forward.Convert(r, g, b, hsi);
+        forward.ConvertInline(r, g, b, hsi);
         if (selectByHue && !HueInRange(hsi[0], lo, hi)) {
             out[0] = in[0], out[1] = in[1], out[2] = in[2];
             continue;
         }
         BYTE rgb[3];
-        back.Convert(WrapHue(static_cast<int64_t>(hsi[0]) + shift),
-                     ClampToByteRange(static_cast<int64_t>(hsi[1]) + saturation),
-                     ClampToByteRange(static_cast<int64_t>(hsi[2]) + lightness), rgb);
+        back.ConvertInline(WrapHue(static_cast<int64_t>(hsi[0]) + shift),
+                           ClampToByteRange(static_cast<int64_t>(hsi[1]) + saturation),
+                           ClampToByteRange(static_cast<int64_t>(hsi[2]) + lightness), rgb);
         out[0] = rgb[2];
         out[1] = rgb[1];
         out[2] = rgb[0];

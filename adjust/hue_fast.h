@@ -34,6 +34,7 @@ struct HsiForward {
     BYTE hue[3][256 * 256];     // [sector][d * d + difference + d]
     // (H, S, I) of R, G, B as RGBtoHSI gives them.
     void Convert(int r, int g, int b, BYTE hsi[3]) const;
+    inline void ConvertInline(int r, int g, int b, BYTE hsi[3]) const;
 };
 
 // HSItoRGB with h, s and l taken from tables and the region of each channel
@@ -45,6 +46,25 @@ struct HsiBack {
     Region region[256][3]; // per hue byte, per channel R, G, B
     double ramp[256][3];   // x, or 240 - x, where the channel ramps
     void Convert(int h, int s, int i, BYTE rgb[3]) const;
+    // The same, for the loops: the three region values are worked out
+    // first and each channel picks its own, which keeps it free of branches
+    // but the ramp's.
+    void ConvertInline(int h, int s, int i, BYTE rgb[3]) const {
+        const double l = unit[i], sat = unit[s];
+        const double m2 = l <= 0.5 ? (sat + 1) * l : l + sat - l * sat;
+        const double m1 = l + l - m2;
+        BYTE value[4];
+        value[High] = ClampByte(m2 * 255);
+        value[Low] = ClampByte(m1 * 255);
+        for (int ch = 0; ch < 3; ++ch) {
+            const Region r = region[h][ch];
+            if (r == Rising || r == Falling) {
+                value[r] = ClampByte(((m2 - m1) * ramp[h][ch] / 60 + m1) * 255);
+            }
+            rgb[ch] = value[r];
+        }
+    }
+    static BYTE ClampByte(double v) { return v > 255 ? 255 : v < 0 ? 0 : static_cast<BYTE>(v); }
 };
 
 // The tables of the process, built on first use.
