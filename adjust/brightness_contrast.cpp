@@ -17,7 +17,10 @@
 #include "dib.h"
 #include "param_dialog.h"
 #include "thread_state.h"
+#include "reference.h"
+#include "result_frame.h"
 #include "tone_layout.h"
+#include "tone_tables.h"
 
 #include <cstring>
 
@@ -64,10 +67,12 @@ DWORD CheckHeader(const BlockLock &image, ToneLayout *layout, int64_t *pixelByte
 
 bool InRange(short value) { return static_cast<unsigned short>(value + 100) <= 200; }
 
-// Allocation of the result, tried twice.
-HGLOBAL AllocateResult(int64_t bytes) {
-    HGLOBAL block = GlobalAlloc(GHND, static_cast<SIZE_T>(bytes));
-    if (!block) block = GlobalAlloc(GHND, static_cast<SIZE_T>(bytes));
+// Allocation of the result, tried twice; zero-filled unless the caller
+// writes every byte itself.
+HGLOBAL AllocateResult(int64_t bytes, bool zeroFilled = true) {
+    const UINT flags = zeroFilled ? GHND : GMEM_MOVEABLE;
+    HGLOBAL block = GlobalAlloc(flags, static_cast<SIZE_T>(bytes));
+    if (!block) block = GlobalAlloc(flags, static_cast<SIZE_T>(bytes));
     return block;
 }
 
@@ -96,6 +101,16 @@ void AdjustRows(const ToneLayout &src, BYTE *dstPixels, const ToneTable t) {
         BYTE *to = dstPixels + r * src.stride;
         for (int64_t i = 0; i < bytes; ++i) to[i] = t[from[i]];
     }
+}
+
+// The same by the fast form (tone_tables.h), into a block that is not
+// zero-filled: the padding and anything after the rows are zeroed here.
+void AdjustRowsFast(const ToneLayout &src, BYTE *dstPixels, int64_t pixelBytes,
+                    const tonefast::ToneRows &rows) {
+    int64_t bytes = 3 * src.width;
+    FillAroundRows(dstPixels, nullptr, pixelBytes, 0, src.stride, src.rows, bytes);
+    for (int64_t r = 0; r < src.rows; ++r)
+        rows.Run(src.pixels + r * src.stride, dstPixels + r * src.stride, bytes);
 }
 
 HDIB BrightnessContrast(HDIB hDib, short brightness, short contrast, int showDialog,
@@ -129,7 +144,8 @@ HDIB BrightnessContrast(HDIB hDib, short brightness, short contrast, int showDia
     BuildToneTable(brightness, contrast, t);
 
     int64_t tableBytes = 4 * src.tableEntries;
-    OwnedBlock result(AllocateResult(kDibHeaderSize + tableBytes + pixelBytes));
+    const bool fastRows = src.header->biBitCount == 24 && !UseReferencePaths();
+    OwnedBlock result(AllocateResult(kDibHeaderSize + tableBytes + pixelBytes, !fastRows));
     if (!result) {
         state->imageStatus = IMS_NOMEMORY;
         return nullptr;
@@ -144,7 +160,9 @@ HDIB BrightnessContrast(HDIB hDib, short brightness, short contrast, int showDia
     reinterpret_cast<BITMAPINFOHEADER *>(dst)->biSizeImage = static_cast<DWORD>(pixelBytes);
     std::memcpy(dst + kDibHeaderSize, image.data() + kDibHeaderSize, static_cast<size_t>(tableBytes));
     BYTE *dstPixels = dst + kDibHeaderSize + tableBytes;
-    if (src.header->biBitCount == 24)
+    if (fastRows)
+        AdjustRowsFast(src, dstPixels, pixelBytes, tonefast::ToneRows(brightness, contrast, t));
+    else if (src.header->biBitCount == 24)
         AdjustRows(src, dstPixels, t);
     else
         AdjustPalette(src, dst + kDibHeaderSize, dstPixels, pixelBytes, t);

@@ -17,7 +17,10 @@
 #include "param_dialog.h"
 #include "progress.h"
 #include "thread_state.h"
+#include "reference.h"
+#include "result_frame.h"
 #include "tone_layout.h"
+#include "tone_tables.h"
 
 #include <climits>
 #include <cmath>
@@ -67,6 +70,16 @@ void CorrectColumns(const ToneLayout &img, BYTE *dstPixels, int64_t x0, int64_t 
     }
 }
 
+// The same from the caller's rows into the result's, by GammaRun.
+void CorrectColumnsFast(const ToneLayout &img, BYTE *dstPixels, int64_t x0, int64_t x1,
+                        const GammaTables &t) {
+    for (int64_t r = 0; r < img.rows; ++r) {
+        const BYTE *from = img.pixels + r * img.stride + 3 * x0;
+        BYTE *to = dstPixels + r * img.stride + 3 * x0;
+        tonefast::GammaRun(from, to, x1 - x0, t.blue, t.green, t.red);
+    }
+}
+
 HDIB Gamma(HDIB hDib, int gammaRed, int gammaGreen, int gammaBlue, int mode, HWND owner,
            ThreadState *state) {
     if (!hDib || !GammaInRange(gammaRed) || !GammaInRange(gammaGreen) || !GammaInRange(gammaBlue)) {
@@ -90,15 +103,23 @@ HDIB Gamma(HDIB hDib, int gammaRed, int gammaGreen, int gammaBlue, int mode, HWN
     // The result starts as a byte copy of the whole block. It is made here
     // from the lock already held rather than by DuplicateDIB, which hands
     // back a zero-filled block when its own locks fail.
+    // The fast path writes every pixel byte from the caller's rows, so only
+    // the bytes around the rows are copied here.
+    const bool fast = !UseReferencePaths();
     SIZE_T blockSize = image.size();
-    OwnedBlock result(GlobalAlloc(GHND, blockSize));
+    OwnedBlock result(GlobalAlloc(fast ? GMEM_MOVEABLE : GHND, blockSize));
     if (!result) {
         state->convertError = CCE_NOMEMORY;
         return nullptr;
     }
     BlockLock copy(result.get());
     if (!copy) return nullptr;
-    std::memcpy(copy.data(), image.data(), blockSize);
+    if (fast)
+        FillAroundRows(copy.data(), image.data(), static_cast<int64_t>(blockSize),
+                       src.pixels - image.data(), src.stride, src.rows, 3 * src.width);
+    else
+        std::memcpy(copy.data(), image.data(), blockSize);
+    auto correct = fast ? CorrectColumnsFast : CorrectColumns;
 
     if (mode == 2 || mode == 3) {
         DialogOutcome outcome =
@@ -121,7 +142,7 @@ HDIB Gamma(HDIB hDib, int gammaRed, int gammaGreen, int gammaBlue, int mode, HWN
 
     BYTE *dstPixels = copy.data() + (src.pixels - image.data());
     if (!progress) {
-        CorrectColumns(src, dstPixels, 0, src.width, tables);
+        correct(src, dstPixels, 0, src.width, tables);
     } else {
         // One step per five columns, with the cancel test before each.
         for (int64_t x = 0; x < src.width; x += kColumnsPerStep) {
@@ -129,7 +150,7 @@ HDIB Gamma(HDIB hDib, int gammaRed, int gammaGreen, int gammaBlue, int mode, HWN
             if (ProgressDue(state, true, x)) StepProgress();
             if (state->cancelled) break;
             int64_t end = x + kColumnsPerStep < src.width ? x + kColumnsPerStep : src.width;
-            CorrectColumns(src, dstPixels, x, end, tables);
+            correct(src, dstPixels, x, end, tables);
         }
     }
 
