@@ -3,8 +3,11 @@
 #include "dib.h"
 #include "hue_math.h"
 #include "reference.h"
+#include "simd_dispatch.h"
 
 #include <emmintrin.h>
+
+#include <algorithm>
 
 namespace hueadjust {
 
@@ -218,11 +221,44 @@ void DesaturateRun::Run(const BYTE *in, BYTE *out, int64_t count) const {
     }
 }
 
-CmykLevelsRun::CmykLevelsRun(const double f[4]) : reference(UseReferencePaths()), factors(), scaled() {
+bool FindCmykForm(const BYTE scaled[4][256], CmykIntegerForm *form) {
+    for (int k = 0; k < 4; ++k) {
+        bool found = false;
+        // The largest shift first. Each ink v bounds the multiplier: below by
+        // T(v) x 2^s / v, and, unless T(v) is the limit 255, above by
+        // (T(v) + 1) x 2^s / v. The smallest admissible one is then checked
+        // over every ink.
+        for (int s = 16; s >= 8 && !found; --s) {
+            int64_t lo = 0, hi = 0xFFFF;
+            for (int v = 1; v < 256; ++v) {
+                const int64_t t = scaled[k][v];
+                lo = std::max(lo, ((t << s) + v - 1) / v);
+                if (t < 255) hi = std::min(hi, (((t + 1) << s) - 1) / v);
+            }
+            if (lo > hi) continue;
+            bool same = scaled[k][0] == 0;
+            for (int v = 1; v < 256 && same; ++v) {
+                const int64_t t = (v * lo) >> s;
+                same = (t > 255 ? 255 : t) == scaled[k][v];
+            }
+            if (same) {
+                form->multiplier[k] = static_cast<uint16_t>(lo);
+                form->shift[k] = s;
+                found = true;
+            }
+        }
+        if (!found) return false;
+    }
+    return true;
+}
+
+CmykLevelsRun::CmykLevelsRun(const double f[4])
+    : reference(UseReferencePaths()), factors(), scaled(), vector(false), form() {
     for (int k = 0; k < 4; ++k) {
         factors[k] = f[k];
         for (int v = 0; v < 256; ++v) scaled[k][v] = ScaleInk(static_cast<BYTE>(v), f[k]);
     }
+    vector = CpuHasAvx2() && FindCmykForm(scaled, &form);
 }
 
 void CmykLevelsRun::Run(const BYTE *in, BYTE *out, int64_t count) const {
@@ -242,6 +278,10 @@ void CmykLevelsRun::Run(const BYTE *in, BYTE *out, int64_t count) const {
     // as 255 - K' - ink', limited below at 0. Stored bytes are blue (yellow
     // ink), green (magenta), red (cyan).
     const BYTE *cyan = scaled[0], *magenta = scaled[1], *yellow = scaled[2], *black = scaled[3];
+    if (vector) {
+        const int64_t done = CmykLevelsAvx2(in, out, count, form);
+        in += 3 * done, out += 3 * done, count -= done;
+    }
     for (int64_t x = 0; x < count; ++x, in += 3, out += 3) {
         const int b = in[0], g = in[1], r = in[2];
         const int max = Max3(r, g, b);

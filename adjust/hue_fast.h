@@ -90,10 +90,22 @@ struct DesaturateRun {
     void Run(const BYTE *in, BYTE *out, int64_t count) const;
 };
 
+// Each scaled ink as min(255, ink x multiplier >> shift), shift 8..16, when
+// that gives the ink's table for all 256 inks (FindCmykForm checks it).
+struct CmykIntegerForm {
+    uint16_t multiplier[4];
+    int shift[4];
+};
+bool FindCmykForm(const BYTE scaled[4][256], CmykIntegerForm *form);
+// Pixels done, a multiple of 16 (cmyk_levels_avx2.cpp).
+int64_t CmykLevelsAvx2(const BYTE *in, BYTE *out, int64_t count, const CmykIntegerForm &form);
+
 struct CmykLevelsRun {
     bool reference;
     double factors[4]; // cyan, magenta, yellow, black
     BYTE scaled[4][256];
+    bool vector;   // the integer form holds and the processor has AVX2
+    CmykIntegerForm form;
     explicit CmykLevelsRun(const double f[4]);
     void Run(const BYTE *in, BYTE *out, int64_t count) const;
 };
