@@ -97,7 +97,7 @@ struct CmykIntegerForm {
     int shift[4];
 };
 bool FindCmykForm(const BYTE scaled[4][256], CmykIntegerForm *form);
-// Pixels done, a multiple of 16 (cmyk_levels_avx2.cpp).
+// Pixels done, a multiple of 32 (cmyk_levels_avx2.cpp).
 int64_t CmykLevelsAvx2(const BYTE *in, BYTE *out, int64_t count, const CmykIntegerForm &form);
 
 struct CmykLevelsRun {
