@@ -110,6 +110,16 @@ const HsiBack &BackTables() {
     return tables;
 }
 
+void HueMoveRun::Prepare() {
+    for (int v = 0; v < 256; ++v) {
+        movedHue[v] = static_cast<int16_t>(selectByHue && !HueInRange(v, lo, hi)
+                                               ? -1
+                                               : WrapHue(static_cast<int64_t>(v) + shift));
+        movedSaturation[v] = ClampToByteRange(static_cast<int64_t>(v) + saturation);
+        movedLightness[v] = ClampToByteRange(static_cast<int64_t>(v) + lightness);
+    }
+}
+
 void HueMoveRun::Run(const BYTE *in, BYTE *out, int64_t count) const {
     if (reference) {
         for (int64_t x = 0; x < count; ++x, in += 3, out += 3) {
@@ -137,14 +147,13 @@ void HueMoveRun::Run(const BYTE *in, BYTE *out, int64_t count) const {
         }
         BYTE hsi[3];
         forward.ConvertInline(r, g, b, hsi);
-        if (selectByHue && !HueInRange(hsi[0], lo, hi)) {
+        const int hue = movedHue[hsi[0]];
+        if (hue < 0) {
             out[0] = in[0], out[1] = in[1], out[2] = in[2];
             continue;
         }
         BYTE rgb[3];
-        back.ConvertInline(WrapHue(static_cast<int64_t>(hsi[0]) + shift),
-                           ClampToByteRange(static_cast<int64_t>(hsi[1]) + saturation),
-                           ClampToByteRange(static_cast<int64_t>(hsi[2]) + lightness), rgb);
+        back.ConvertInline(hue, movedSaturation[hsi[1]], movedLightness[hsi[2]], rgb);
         out[0] = rgb[2];
         out[1] = rgb[1];
         out[2] = rgb[0];

@@ -79,6 +79,11 @@ struct HueMoveRun {
     bool selectByHue;
     int lo, hi;                                      // hue range
     int blueLo, blueHi, greenLo, greenHi, redLo, redHi; // colour box
+    // Per byte value: the moved hue (-1 where the hue range leaves the pixel
+    // alone), saturation and lightness. Prepare() fills them from the fields.
+    int16_t movedHue[256];
+    BYTE movedSaturation[256], movedLightness[256];
+    void Prepare();
     void Run(const BYTE *in, BYTE *out, int64_t count) const;
 };
 

@@ -63,6 +63,7 @@ extern "C" PAXAPI HDIB PAXCALL ColorHueSaturation(HDIB hDib, int hue, int satura
         run.selectByHue = true;
         run.lo = lo;
         run.hi = hi;
+        run.Prepare();
         return run;
     };
     return RunColumnAdjustment(state, hDib, mode, owner, dialog, makePixel);

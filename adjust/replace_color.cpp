@@ -67,6 +67,7 @@ extern "C" PAXAPI HDIB PAXCALL ReplaceColor(HDIB hDib, const BYTE *target, const
         run.blueLo = box.blueLo, run.blueHi = box.blueHi;
         run.greenLo = box.greenLo, run.greenHi = box.greenHi;
         run.redLo = box.redLo, run.redHi = box.redHi;
+        run.Prepare();
         return run;
     };
     return RunColumnAdjustment(state, hDib, mode, owner, dialog, makePixel);

@@ -110,11 +110,13 @@ TEST(HueMove, FastRunsEqualTheConversionsOverAllColours) {
     HueMoveRun byHue{};
     byHue.shift = DegreesToHueUnits(150), byHue.saturation = 40, byHue.lightness = -30;
     byHue.selectByHue = true, byHue.lo = 212, byHue.hi = 42;
+    byHue.Prepare();
     ExpectRunsEqual(byHue, "hue range");
     HueMoveRun byBox{};
     byBox.shift = DegreesToHueUnits(-90), byBox.saturation = -100, byBox.lightness = 60;
     byBox.blueLo = 10, byBox.blueHi = 200, byBox.greenLo = -5, byBox.greenHi = 90;
     byBox.redLo = 100, byBox.redHi = 300;
+    byBox.Prepare();
     ExpectRunsEqual(byBox, "colour box");
 }
 
