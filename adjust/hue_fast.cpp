@@ -51,23 +51,16 @@ HsiForward::HsiForward() : saturation(), hue() {
 
 void HsiForward::Convert(int r, int g, int b, BYTE hsi[3]) const { ConvertInline(r, g, b, hsi); }
 
+// Without branches: a grey (d = 0) finds 0 in both tables, the hue of
+// every grey and its saturation; the sector is chosen red first, then green.
 inline void HsiForward::ConvertInline(int r, int g, int b, BYTE hsi[3]) const {
     const int max = Max3(r, g, b), min = Min3(r, g, b);
     const int sum = max + min, d = max - min;
     hsi[2] = static_cast<BYTE>(sum >> 1);
-    if (d == 0) {
-        hsi[0] = 0; // the hue of every grey
-        hsi[1] = 0;
-        return;
-    }
     hsi[1] = saturation[d * 256 + (sum <= 255 ? sum : 510 - sum)];
-    const int row = d * d + d;
-    if (r == max)
-        hsi[0] = hue[0][row + g - b];
-    else if (g == max)
-        hsi[0] = hue[1][row + b - r];
-    else
-        hsi[0] = hue[2][row + r - g];
+    const int sector = r == max ? 0 : g == max ? 1 : 2;
+    const int diff = r == max ? g - b : g == max ? b - r : r - g;
+    hsi[0] = hue[sector][d * d + d + diff];
 }
 
 // HueRamp's corrections and regions for x = h + 120, h and h - 120, with

@@ -47,24 +47,23 @@ struct HsiBack {
     double ramp[256][3];   // x, or 240 - x, where the channel ramps
     void Convert(int h, int s, int i, BYTE rgb[3]) const;
     // The same, for the loops: the three region values are worked out
-    // first and each channel picks its own, which keeps it free of branches
-    // but the ramp's.
+    // first and each channel picks its own. m1 and m2 lie in 0..1 up to
+    // rounding, and a ramp between them, so every value times 255 lies well
+    // inside -1..256, where truncation gives what ClampToByte gives.
     void ConvertInline(int h, int s, int i, BYTE rgb[3]) const {
         const double l = unit[i], sat = unit[s];
         const double m2 = l <= 0.5 ? (sat + 1) * l : l + sat - l * sat;
         const double m1 = l + l - m2;
         BYTE value[4];
-        value[High] = ClampByte(m2 * 255);
-        value[Low] = ClampByte(m1 * 255);
+        value[High] = static_cast<BYTE>(static_cast<int>(m2 * 255));
+        value[Low] = static_cast<BYTE>(static_cast<int>(m1 * 255));
         for (int ch = 0; ch < 3; ++ch) {
             const Region r = region[h][ch];
-            if (r == Rising || r == Falling) {
-                value[r] = ClampByte(((m2 - m1) * ramp[h][ch] / 60 + m1) * 255);
-            }
+            if (r == Rising || r == Falling)
+                value[r] = static_cast<BYTE>(static_cast<int>(((m2 - m1) * ramp[h][ch] / 60 + m1) * 255));
             rgb[ch] = value[r];
         }
     }
-    static BYTE ClampByte(double v) { return v > 255 ? 255 : v < 0 ? 0 : static_cast<BYTE>(v); }
 };
 
 // The tables of the process, built on first use.
