@@ -17,6 +17,9 @@
 #include "dib.h"
 #include "param_dialog.h"
 #include "thread_state.h"
+#include "reference.h"
+#include "result_frame.h"
+#include "tone_tables.h"
 
 #include <cstring>
 
@@ -61,10 +64,12 @@ PaxImageStatus CheckHeader(const BlockLock &image, DibLayout *layout) {
 
 bool InRange(short value) { return static_cast<unsigned short>(value + 100) <= 200; }
 
-// Allocation of the result, tried twice.
-HGLOBAL AllocateResult(int64_t bytes) {
-    HGLOBAL block = GlobalAlloc(GHND, static_cast<SIZE_T>(bytes));
-    if (!block) block = GlobalAlloc(GHND, static_cast<SIZE_T>(bytes));
+// Allocation of the result, tried twice; zero-filled unless the caller
+// writes every byte itself.
+HGLOBAL AllocateResult(int64_t bytes, bool zeroFilled = true) {
+    const UINT flags = zeroFilled ? GHND : GMEM_MOVEABLE;
+    HGLOBAL block = GlobalAlloc(flags, static_cast<SIZE_T>(bytes));
+    if (!block) block = GlobalAlloc(flags, static_cast<SIZE_T>(bytes));
     return block;
 }
 
@@ -95,6 +100,16 @@ void AdjustRows(const DibLayout &src, BYTE *dstPixels, const ToneTable t) {
     }
 }
 
+// The same by the fast form (tone_tables.h), into a block that is not
+// zero-filled: the padding and anything after the rows are zeroed here.
+void AdjustRowsFast(const DibLayout &src, BYTE *dstPixels, int64_t pixelBytes,
+                    const tonefast::ToneRows &rows) {
+    int64_t bytes = 3 * src.width;
+    FillAroundRows(dstPixels, nullptr, pixelBytes, 0, src.stride, src.height, bytes);
+    for (int64_t r = 0; r < src.height; ++r)
+        rows.Run(src.pixels + r * src.stride, dstPixels + r * src.stride, bytes);
+}
+
 HDIB BrightnessContrast(HDIB hDib, short brightness, short contrast, int showDialog,
                         ThreadState *state) {
     if (!hDib) return Fail(state, IMS_BADPARAM);
@@ -114,7 +129,8 @@ HDIB BrightnessContrast(HDIB hDib, short brightness, short contrast, int showDia
 
     const int64_t tableBytes = src.tableBytes;
     const int64_t pixelBytes = src.sizeImage;
-    OwnedBlock result(AllocateResult(kDibHeaderSize + tableBytes + pixelBytes));
+    const bool fastRows = src.bits == 24 && !UseReferencePaths();
+    OwnedBlock result(AllocateResult(kDibHeaderSize + tableBytes + pixelBytes, !fastRows));
     if (!result) return Fail(state, IMS_NOMEMORY);
     BlockLock out(result.get());
     if (!out) return Fail(state, IMS_LOCKFAILED);
@@ -123,7 +139,9 @@ HDIB BrightnessContrast(HDIB hDib, short brightness, short contrast, int showDia
     reinterpret_cast<BITMAPINFOHEADER *>(dst)->biSizeImage = static_cast<DWORD>(pixelBytes);
     std::memcpy(dst + kDibHeaderSize, image.data() + kDibHeaderSize, static_cast<size_t>(tableBytes));
     BYTE *dstPixels = dst + kDibHeaderSize + tableBytes;
-    if (src.bits == 24)
+    if (fastRows)
+        AdjustRowsFast(src, dstPixels, pixelBytes, tonefast::ToneRows(brightness, contrast, t));
+    else if (src.bits == 24)
         AdjustRows(src, dstPixels, t);
     else
         AdjustPalette(src, dst + kDibHeaderSize, dstPixels, pixelBytes, t);

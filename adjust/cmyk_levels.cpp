@@ -1,6 +1,7 @@
 // ColorCMYKLevels: the cyan, magenta, yellow and black inks of every pixel,
 // with full grey-component replacement, each scaled by its own factor.
 #include "column_walk.h"
+#include "hue_fast.h"
 #include "hue_math.h"
 
 using namespace hueadjust;
@@ -30,15 +31,6 @@ extern "C" PAXAPI HDIB PAXCALL ColorCMYKLevels(HDIB hDib, int cyan, int magenta,
         return RunParamDialog("ColorCMYKLevelsUI", hDib, &factors[0], &factors[1], &factors[2],
                               &factors[3]);
     };
-    auto makePixel = [&] {
-        return [c = factors[0], m = factors[1], y = factors[2],
-                k = factors[3]](const BYTE rgb[3], BYTE out[3]) {
-            CMYKQUAD ink = RGBtoCMYK(rgb);
-            BYTE scaled[4] = {ScaleInk(ink.c, c), ScaleInk(ink.m, m), ScaleInk(ink.y, y),
-                              ScaleInk(ink.k, k)};
-            CMYKtoRGB(out, scaled);
-            return true;
-        };
-    };
+    auto makePixel = [&] { return CmykLevelsRun(factors); };
     return RunColumnAdjustment(state, hDib, mode, owner, dialog, makePixel);
 }

@@ -9,11 +9,14 @@
 #include "param_dialog.h"
 #include "paximage.h"
 #include "progress.h"
+#include "reference.h"
+#include "result_frame.h"
 #include "thread_state.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 namespace hueadjust {
 
@@ -32,6 +35,30 @@ enum class SourceKind {
 // Reads the header of a locked block of blockSize bytes. layout->pixels is
 // set for SourceKind::Pixels only.
 SourceKind DescribeSource(BYTE *block, SIZE_T blockSize, DibLayout *layout);
+
+// A run of `count` stored pixels of one row through the pixel function:
+// pixel.Run(in, out, count) when it has one (the table and vector forms of
+// hue_fast.h), else pixel by pixel.
+template <typename Pixel, typename = void> struct HasRun {
+    static constexpr bool value = false;
+};
+template <typename Pixel>
+struct HasRun<Pixel, decltype(std::declval<Pixel &>().Run(nullptr, nullptr, 0), void())> {
+    static constexpr bool value = true;
+};
+
+template <typename Pixel>
+void RunPixels(Pixel &pixel, const BYTE *in, BYTE *out, int64_t count) {
+    if constexpr (HasRun<Pixel>::value) {
+        pixel.Run(in, out, count);
+    } else {
+        for (int64_t x = 0; x < count; ++x, in += 3, out += 3) {
+            BYTE rgb[3], moved[3];
+            GetPixel3(in, rgb);
+            if (pixel(rgb, moved)) PutPixel3(out, moved);
+        }
+    }
+}
 
 // Runs the body once the operation's own arguments passed their checks.
 // runDialog() is called for mode 2 or 3 and returns the dialog's outcome.
@@ -58,16 +85,23 @@ HDIB RunColumnAdjustment(ThreadState *state, HDIB hDib, int mode, HWND owner,
     case SourceKind::Malformed: return Fail(state, CCE_BADARGUMENT);
     }
 
-    OwnedBlock copy(DuplicateDIB(hDib));
+    // The fast paths write every pixel of the result (a pixel they leave
+    // alone is copied), so the copy is made around the rows only.
+    const bool wholeRows = src.pixels && !UseReferencePaths();
+    OwnedBlock copy(wholeRows ? GlobalAlloc(GMEM_MOVEABLE, source.size()) : DuplicateDIB(hDib));
     if (!copy) return Fail(state, CCE_NOMEMORY);
     BlockLock target(copy.get());
     if (!target) return nullptr;
-    // The copy keeps zeros when it could not lock the source while copying:
-    // its header then differs from the source's, and the run fails as if the
-    // copy could not be locked.
-    if (target.size() != source.size() ||
-        std::memcmp(target.data(), source.data(), kDibHeaderSize) != 0)
+    if (wholeRows) {
+        FillAroundRows(target.data(), source.data(), static_cast<int64_t>(source.size()),
+                       src.pixels - source.data(), src.stride, src.height, 3 * src.width);
+    } else if (target.size() != source.size() ||
+               std::memcmp(target.data(), source.data(), kDibHeaderSize) != 0) {
+        // The copy keeps zeros when it could not lock the source while
+        // copying: its header then differs from the source's, and the run
+        // fails as if the copy could not be locked.
         return nullptr;
+    }
 
     const ModeRequest request = ReadMode(mode);
     if (request.paramDialog && runDialog() == DialogOutcome::Cancelled) return nullptr;
@@ -98,13 +132,7 @@ HDIB RunColumnAdjustment(ThreadState *state, HDIB hDib, int mode, HWND owner,
         if (ProgressDue(state, progress, x0)) StepProgress();
         const int64_t x1 = state->cancelled ? x0 + 1 : std::min(x0 + band, columns);
         for (int64_t y = 0; y < src.height; ++y) {
-            const BYTE *in = PixelAt(src, x0, y, 3);
-            BYTE *out = PixelAt(dst, x0, y, 3);
-            for (int64_t x = x0; x < x1; ++x, in += 3, out += 3) {
-                BYTE rgb[3], moved[3];
-                GetPixel3(in, rgb);
-                if (pixel(rgb, moved)) PutPixel3(out, moved);
-            }
+            RunPixels(pixel, PixelAt(src, x0, y, 3), PixelAt(dst, x0, y, 3), x1 - x0);
         }
     }
 

@@ -29,9 +29,11 @@
 // - A null errorCode is refused before anything else: the call returns 0
 //   and has no way to say why.
 #include "convolution.h"
+#include "convolution_fast.h"
 #include "dib.h"
 #include "param_dialog.h"
 #include "progress.h"
+#include "reference.h"
 #include "thread_state.h"
 
 #include <cstring>
@@ -186,6 +188,21 @@ void Feed(int filterType, const BYTE *row, int intensityMode, int16_t width, int
     }
 }
 
+// The fast loop's plan in the work block of n x width x 4 bytes: the
+// caller's or file's grid, or the built-in kernel of the type.
+bool PrepareFast(int filterType, int n, const Kernel &kernel, int intensityMode, int width,
+                 int16_t *work, convfast::FastConvolution *fast) {
+    KernelGrid grid = {};
+    if (filterType == CONV_KERNEL || filterType == CONV_FILE) {
+        for (int a = 0; a < kMaxKernel; ++a)
+            for (int b = 0; b < kMaxKernel; ++b) grid[a][b] = kernel.grid[a][b];
+    } else if (!BuiltInKernel(filterType, n, grid)) {
+        return false;
+    }
+    return fast->Prepare(grid, n, kernel.divisor, intensityMode, width, work,
+                         int64_t{2} * n * width);
+}
+
 HDIB Convolve(HDIB hDib, int newImage, int intensityMode, short filterType, short kernelSize,
               const char *filterFile, const short *coefficients, int *errorCode, int mode,
               HWND owner) {
@@ -255,20 +272,32 @@ HDIB Convolve(HDIB hDib, int newImage, int intensityMode, short filterType, shor
     }
     int16_t *ring[kMaxKernel] = {};
     const SumQuotient quotient(kernel.divisor);
+    // The fast loop (convolution_fast.h) unless the straightforward one is
+    // asked for or the image is too narrow for its layout.
+    convfast::FastConvolution fast;
+    const bool useFast = !UseReferencePaths() && PrepareFast(filterType, n, kernel, intensityMode,
+                                                             width, workBase, &fast);
 
     for (int y = -h; y <= rows + h - 1; ++y) {
         if (progress) {
             if (ProgressDue(state, true, y)) StepProgress();
             if (state->cancelled) return nullptr; // the guards close and release
         }
-        TurnRing(ring, workRows, n, y);
         int sourceRow = y < 0 ? 0 : y > rows - 1 ? rows - 1 : y;
-        Feed(filterType, src.RowFromBottom(sourceRow), intensityMode, static_cast<int16_t>(width),
-             ring, static_cast<int16_t>(n), kernel);
+        if (useFast) {
+            fast.Feed(y, src.RowFromBottom(sourceRow));
+        } else {
+            TurnRing(ring, workRows, n, y);
+            Feed(filterType, src.RowFromBottom(sourceRow), intensityMode,
+                 static_cast<int16_t>(width), ring, static_cast<int16_t>(n), kernel);
+        }
         if (y >= h) {
             const BYTE *from = src.RowFromBottom(y - h);
             BYTE *to = dstPixels + (from - src.pixels);
-            EmitRow(ring[0], width, quotient, from, to);
+            if (useFast)
+                fast.Emit(y, from, to);
+            else
+                EmitRow(ring[0], width, quotient, from, to);
         }
     }
 

@@ -83,6 +83,11 @@ void ConvolveRowSharpen(const BYTE *row, int intensityMode, int16_t width, int16
 void ConvolveRowSharpenFull(const BYTE *row, int intensityMode, int16_t width, int16_t **ring,
                             int16_t n);
 
+// The built-in kernel of a filter type (CONV_MEAN .. CONV_SHARPEN_FULL) and
+// size, copied into grid, for the fast row loop; false when that engine does
+// not serve the size.
+bool BuiltInKernel(int filterType, int n, KernelGrid &grid);
+
 // Turns the ring before the engine call of loop step y (from -h): sets it up
 // over the work rows at y = -h, shifts in a fresh row during the first n - 1
 // steps, and rotates by one from y = h on.

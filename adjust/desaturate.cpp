@@ -1,6 +1,7 @@
 // Desaturate: every pixel becomes the grey of its HSI lightness.
 #include "column_walk.h"
 #include "desaturate.h"
+#include "hue_fast.h"
 
 #include <algorithm>
 
@@ -38,11 +39,6 @@ extern "C" PAXAPI HDIB PAXCALL Desaturate(HDIB hDib, int mode, HWND owner) {
     state->cancelled = 0;
     if (!hDib) return Fail(state, CCE_BADARGUMENT);
     auto dialog = [&] { return RunParamDialog("DesaturateUI", hDib); };
-    auto makePixel = [] {
-        return [table = GreyTable()](const BYTE rgb[3], BYTE out[3]) {
-            DesaturatePixelFast(table, rgb, out);
-            return true;
-        };
-    };
+    auto makePixel = [] { return DesaturateRun(); };
     return RunColumnAdjustment(state, hDib, mode, owner, dialog, makePixel);
 }

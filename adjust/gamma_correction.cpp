@@ -17,6 +17,9 @@
 #include "param_dialog.h"
 #include "progress.h"
 #include "thread_state.h"
+#include "reference.h"
+#include "result_frame.h"
+#include "tone_tables.h"
 
 #include <cmath>
 #include <cstring>
@@ -66,6 +69,17 @@ void CorrectColumns(const DibLayout &img, BYTE *dstPixels, int64_t x0, int64_t x
     }
 }
 
+// The same from the caller's rows into the result's, by GammaRun.
+void CorrectColumnsFast(const DibLayout &img, BYTE *dstPixels, int64_t x0, int64_t x1,
+                        const GammaTables &t) {
+    if (x0 >= x1) return;
+    for (int64_t r = 0; r < img.height; ++r) {
+        const BYTE *from = img.pixels + r * img.stride + 3 * x0;
+        BYTE *to = dstPixels + r * img.stride + 3 * x0;
+        tonefast::GammaRun(from, to, x1 - x0, t.blue, t.green, t.red);
+    }
+}
+
 HDIB Gamma(HDIB hDib, int gammaRed, int gammaGreen, int gammaBlue, int mode, HWND owner,
            ThreadState *state) {
     if (!hDib || !GammaInRange(gammaRed) || !GammaInRange(gammaGreen) || !GammaInRange(gammaBlue))
@@ -83,12 +97,20 @@ HDIB Gamma(HDIB hDib, int gammaRed, int gammaGreen, int gammaBlue, int mode, HWN
     // The result starts as a byte copy of the whole block. It is made here
     // from the lock already held rather than by DuplicateDIB, which hands
     // back a zero-filled block when its own locks fail.
+    // The fast path writes every pixel byte from the caller's rows, so only
+    // the bytes around the rows are copied here.
+    const bool fast = !UseReferencePaths();
     SIZE_T blockSize = image.size();
-    OwnedBlock result(GlobalAlloc(GHND, blockSize));
+    OwnedBlock result(GlobalAlloc(fast ? GMEM_MOVEABLE : GHND, blockSize));
     if (!result) return Fail(state, CCE_NOMEMORY);
     BlockLock copy(result.get());
     if (!copy) return nullptr;
-    std::memcpy(copy.data(), image.data(), blockSize);
+    if (fast)
+        FillAroundRows(copy.data(), image.data(), static_cast<int64_t>(blockSize),
+                       src.pixels - image.data(), src.stride, src.height, 3 * src.width);
+    else
+        std::memcpy(copy.data(), image.data(), blockSize);
+    auto correct = fast ? CorrectColumnsFast : CorrectColumns;
 
     const ModeRequest request = ReadMode(mode);
     if (request.paramDialog) {
@@ -108,7 +130,7 @@ HDIB Gamma(HDIB hDib, int gammaRed, int gammaGreen, int gammaBlue, int mode, HWN
 
     BYTE *dstPixels = copy.data() + (src.pixels - image.data());
     if (!progress) {
-        CorrectColumns(src, dstPixels, 0, src.width, tables);
+        correct(src, dstPixels, 0, src.width, tables);
     } else {
         // One step per five columns, with the cancel test before each; an
         // image without rows has no column to walk.
@@ -117,7 +139,7 @@ HDIB Gamma(HDIB hDib, int gammaRed, int gammaGreen, int gammaBlue, int mode, HWN
             if (ProgressDue(state, true, x)) StepProgress();
             if (state->cancelled) break;
             int64_t end = x + kColumnsPerStep < src.width ? x + kColumnsPerStep : src.width;
-            CorrectColumns(src, dstPixels, x, end, tables);
+            correct(src, dstPixels, x, end, tables);
         }
     }
 

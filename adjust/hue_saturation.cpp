@@ -1,7 +1,9 @@
 // ColorHueSaturation: pixels whose HSI hue lies in a hue range are turned
 // round the colour circle and have their saturation and lightness moved.
 #include "column_walk.h"
+#include "hue_fast.h"
 #include "hue_math.h"
+#include "reference.h"
 
 using namespace hueadjust;
 
@@ -50,13 +52,16 @@ extern "C" PAXAPI HDIB PAXCALL ColorHueSaturation(HDIB hDib, int hue, int satura
                               &lo, &hi);
     };
     auto makePixel = [&] {
-        return [shift = hueShift, saturation, lightness, lo, hi](const BYTE rgb[3], BYTE out[3]) {
-            BYTE hsi[3];
-            RGBtoHSI(hsi, rgb);
-            if (!HueInRange(hsi[0], lo, hi)) return false;
-            MoveHsi(hsi, shift, saturation, lightness, out);
-            return true;
-        };
+        HueMoveRun run{};
+        run.reference = UseReferencePaths();
+        run.shift = hueShift;
+        run.saturation = saturation;
+        run.lightness = lightness;
+        run.selectByHue = true;
+        run.lo = lo;
+        run.hi = hi;
+        run.Prepare();
+        return run;
     };
     return RunColumnAdjustment(state, hDib, mode, owner, dialog, makePixel);
 }

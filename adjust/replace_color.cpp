@@ -1,7 +1,9 @@
 // ReplaceColor: pixels inside an RGB box round a target colour are turned
 // round the colour circle and have their saturation and lightness moved.
 #include "column_walk.h"
+#include "hue_fast.h"
 #include "hue_math.h"
+#include "reference.h"
 
 #include <cstring>
 
@@ -20,10 +22,6 @@ bool AmountsInRange(int hue, int saturation, int lightness) {
 // Per channel, both ends included; the bounds may lie outside 0..255.
 struct ColorBox {
     int blueLo, blueHi, greenLo, greenHi, redLo, redHi;
-    bool Contains(const BYTE rgb[3]) const {
-        return rgb[2] >= blueLo && rgb[2] <= blueHi && rgb[1] >= greenLo && rgb[1] <= greenHi &&
-               rgb[0] >= redLo && rgb[0] <= redHi;
-    }
 };
 
 // target is blue, green, red (a stored pixel); tolerance is red, green, blue.
@@ -57,14 +55,18 @@ extern "C" PAXAPI HDIB PAXCALL ReplaceColor(HDIB hDib, const BYTE *target, const
                               targetCopy, toleranceCopy);
     };
     auto makePixel = [&] {
-        return [box = BoxAround(targetCopy, toleranceCopy), shift = hueShift, saturation,
-                lightness](const BYTE rgb[3], BYTE out[3]) {
-            if (!box.Contains(rgb)) return false;
-            BYTE hsi[3];
-            RGBtoHSI(hsi, rgb);
-            MoveHsi(hsi, shift, saturation, lightness, out);
-            return true;
-        };
+        const ColorBox box = BoxAround(targetCopy, toleranceCopy);
+        HueMoveRun run{};
+        run.reference = UseReferencePaths();
+        run.shift = hueShift;
+        run.saturation = saturation;
+        run.lightness = lightness;
+        run.selectByHue = false;
+        run.blueLo = box.blueLo, run.blueHi = box.blueHi;
+        run.greenLo = box.greenLo, run.greenHi = box.greenHi;
+        run.redLo = box.redLo, run.redHi = box.redHi;
+        run.Prepare();
+        return run;
     };
     return RunColumnAdjustment(state, hDib, mode, owner, dialog, makePixel);
 }

@@ -1,9 +1,17 @@
 // The hue-based adjustments on a 4096 x 4096 24-bit image, without dialogs,
-// in megapixels per second beside a memcpy of the same image.
+// in megapixels per second beside a memcpy of the same image and, when
+// OpenCV is present, beside its anchor NAME/opencv: the HLS round trip for
+// the hue adjustments, a 256-entry table lookup for the others.
 #include "bench_util.h"
 #include "paximage.h"
+#ifdef PAX_BENCH_OPENCV
+#include "opencv_anchor.h"
+#include <opencv2/imgproc.hpp>
+#endif
 
 #include <cstdint>
+#include <functional>
+#include <string>
 
 namespace {
 
@@ -17,41 +25,63 @@ HGLOBAL Image() {
     return image;
 }
 
-template <typename Op> void Run(benchmark::State &state, Op op) {
-    HGLOBAL image = Image();
-    paxbench::RunImageOperation(state, kPixels, [&] { return op(image); });
+enum class Anchor { HlsRoundTrip, Lut };
+
+#ifdef PAX_BENCH_OPENCV
+void RunAnchor(benchmark::State &state, Anchor anchor) {
+    static cv::Mat mat = paxbench::MatFromImage(Image(), kSide);
+    if (anchor == Anchor::HlsRoundTrip) {
+        paxbench::RunOpenCvAnchor(state, kPixels, [] {
+            cv::Mat hls, out;
+            cv::cvtColor(mat, hls, cv::COLOR_BGR2HLS_FULL);
+            cv::cvtColor(hls, out, cv::COLOR_HLS2BGR_FULL);
+            return out;
+        });
+    } else {
+        cv::Mat lut(1, 256, CV_8U);
+        for (int i = 0; i < 256; ++i) lut.at<unsigned char>(i) = static_cast<unsigned char>(255 - i);
+        paxbench::RunOpenCvAnchor(state, kPixels, [&] {
+            cv::Mat out;
+            cv::LUT(mat, lut, out);
+            return out;
+        });
+    }
+}
+#endif
+
+// Registers NAME and, with OpenCV, NAME/opencv.
+void Add(const std::string &name, Anchor anchor, std::function<HDIB(HDIB)> op) {
+    benchmark::RegisterBenchmark(name.c_str(), [op](benchmark::State &state) {
+        HGLOBAL image = Image();
+        paxbench::RunImageOperation(state, kPixels, [&] { return op(image); });
+    })->Unit(benchmark::kMillisecond);
+#ifdef PAX_BENCH_OPENCV
+    benchmark::RegisterBenchmark((name + "/opencv").c_str(),
+                                 [anchor](benchmark::State &state) { RunAnchor(state, anchor); })
+        ->Unit(benchmark::kMillisecond);
+#else
+    (void)anchor;
+#endif
 }
 
-void BM_Memcpy24(benchmark::State &state) {
-    paxbench::MemcpyBaseline(state, kPixels * 3, kPixels);
-}
-BENCHMARK(BM_Memcpy24)->Unit(benchmark::kMillisecond);
-
-// Full hue range and a hue range of a third of the circle.
-void BM_ColorHueSaturation(benchmark::State &state) {
-    UINT to = static_cast<UINT>(state.range(0));
-    Run(state, [to](HDIB im) { return ColorHueSaturation(im, 60, 20, -10, 0, to, 0, nullptr); });
-}
-BENCHMARK(BM_ColorHueSaturation)->Arg(0)->Arg(120)->Unit(benchmark::kMillisecond);
-
-void BM_Desaturate(benchmark::State &state) {
-    Run(state, [](HDIB im) { return Desaturate(im, 0, nullptr); });
-}
-BENCHMARK(BM_Desaturate)->Unit(benchmark::kMillisecond);
-
-// Tolerance 255: every pixel matches; 40: some do.
-void BM_ReplaceColor(benchmark::State &state) {
-    BYTE tolerance = static_cast<BYTE>(state.range(0));
-    Run(state, [tolerance](HDIB im) {
-        const BYTE target[3] = {128, 128, 128}, tol[3] = {tolerance, tolerance, tolerance};
+const bool registered = [] {
+    benchmark::RegisterBenchmark("BM_Memcpy24", [](benchmark::State &state) {
+        paxbench::MemcpyBaseline(state, kPixels * 3, kPixels);
+    })->Unit(benchmark::kMillisecond);
+    // Every hue: hue 30, saturation 20, lightness 10.
+    Add("BM_ColorHueSaturation", Anchor::HlsRoundTrip,
+        [](HDIB im) { return ColorHueSaturation(im, 30, 20, 10, 0, 0, 0, nullptr); });
+    // A third of the circle: the pixels outside it need no way back.
+    Add("BM_ColorHueSaturation/range120", Anchor::HlsRoundTrip,
+        [](HDIB im) { return ColorHueSaturation(im, 30, 20, 10, 0, 120, 0, nullptr); });
+    Add("BM_ReplaceColor/tolerance60", Anchor::HlsRoundTrip, [](HDIB im) {
+        const BYTE target[3] = {128, 128, 128}, tol[3] = {60, 60, 60};
         return ReplaceColor(im, target, tol, 90, 10, 5, 0, nullptr);
     });
-}
-BENCHMARK(BM_ReplaceColor)->Arg(255)->Arg(40)->Unit(benchmark::kMillisecond);
-
-void BM_ColorCMYKLevels(benchmark::State &state) {
-    Run(state, [](HDIB im) { return ColorCMYKLevels(im, 30, -20, 10, 50, 0, nullptr); });
-}
-BENCHMARK(BM_ColorCMYKLevels)->Unit(benchmark::kMillisecond);
+    Add("BM_Desaturate", Anchor::Lut, [](HDIB im) { return Desaturate(im, 0, nullptr); });
+    Add("BM_ColorCMYKLevels", Anchor::Lut,
+        [](HDIB im) { return ColorCMYKLevels(im, 30, -20, 10, 50, 0, nullptr); });
+    return true;
+}();
 
 } // namespace

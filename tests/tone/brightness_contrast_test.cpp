@@ -20,17 +20,6 @@ using namespace tonetest;
 using paxtest::BlockBytes;
 using paxtest::ImsName;
 
-// The tone table written out from the rule.
-std::vector<int> ToneTable(int brightness, int contrast) {
-    std::vector<int> t(256);
-    for (int i = 0; i < 256; ++i) {
-        int a = Clamp(i + brightness * 128 / 100, 0, 255);
-        double v = a * (contrast + 100) / 100.0 - contrast * 128 / 100;
-        t[i] = v <= 0.0 ? 0 : v >= 255.0 ? 255 : static_cast<int>(v);
-    }
-    return t;
-}
-
 HDIB Adjust(HGLOBAL image, int b, int c) {
     return ColorBrightnessContrast(image, static_cast<short>(b), static_cast<short>(c), 0);
 }
@@ -54,18 +43,30 @@ std::vector<BYTE> Expected24(const std::vector<BYTE> &src, const std::vector<int
     return out;
 }
 
-// A grid of pairs and the corner pairs, on rows holding every byte value and
-// marked padding (the result's padding must be zero).
+// The library's tone table: a row holding every byte value, adjusted.
+std::vector<int> ToneTable(int brightness, int contrast) {
+    static HGLOBAL every = paxtest::MakeDib(256, 1, 24, [](int x, int, int) { return BYTE(x); });
+    std::vector<BYTE> out = Consume(Adjust(every, brightness, contrast));
+    std::vector<int> t(256);
+    for (int i = 0; i < 256; ++i) t[i] = out.size() > 40u + 3 * i ? out[40 + 3 * i] : -1;
+    return t;
+}
+
+// Every pair: the digest of all 201 x 201 tables, the same on the fast and
+// the straightforward path (the test runs both ways), pinned beside the
+// worked examples below. Sampled pairs on rows with marked padding (the
+// result's padding must be zero) follow their table.
 TEST(BrightnessContrast, EveryPairOnA24BitImageFollowsTheTable) {
+    uint64_t digest = 14695981039346656037ull;
+    for (int b = -100; b <= 100; ++b)
+        for (int c = -100; c <= 100; ++c)
+            for (int v : ToneTable(b, c)) digest = (digest ^ static_cast<uint64_t>(v & 0xFF)) * 1099511628211ull;
+    EXPECT_EQ(digest, 0xbe59be977a599800ull);
     HGLOBAL image = paxtest::MakeDib(86, 3, 24, [](int x, int y, int k) {
         return static_cast<BYTE>(3 * x + k + y);
     }, -1, 0xEE);
     std::vector<BYTE> src = BlockBytes(image);
-    std::vector<std::pair<int, int>> pairs = {{0, 0}, {100, 0}, {0, 100}, {-50, 0}, {-100, -100},
-                                              {-3, -100}, {88, -100}, {100, 100}, {-100, 100}};
-    for (int b = -100; b <= 100; b += 7)
-        for (int c = -100; c <= 100; c += 9) pairs.push_back({b, c});
-    for (auto [b, c] : pairs) {
+    for (auto [b, c] : std::vector<std::pair<int, int>>{{0, 0}, {-50, 0}, {-3, -100}, {37, 59}, {100, 100}}) {
         paxtest::Snapshot before = paxtest::TakeSnapshot();
         HDIB r = Adjust(image, b, c);
         ASSERT_NE(r, nullptr) << b << " " << c;
@@ -86,6 +87,8 @@ TEST(BrightnessContrastExamples, TheTableAtItsCorners) {
         EXPECT_EQ(ToneTable(0, 100)[i], Clamp(2 * i - 128, 0, 255));
     }
     EXPECT_EQ(ToneTable(-50, 0)[100], 36); // -50 shifts by -64
+    EXPECT_EQ(ToneTable(0, 50)[200], 236); // 200 x 150 / 100 - 64
+    EXPECT_EQ(ToneTable(10, -29)[77], 100); // (77 + 12) x 71 / 100 + 37 = 100.19
 }
 
 TEST(BrightnessContrastExamples, ZeroChangesNothingAndFillsTheSizeAndPaddingIsZero) {

@@ -80,7 +80,7 @@ std::string Size(int w, int h) { return " " + std::to_string(w) + "x" + std::to_
 
 TEST(ConvolutionReference, RandomKernelsAndBuiltInsOfEverySizeMatchTheDoubleSum) {
     paxtest::Rng rng(20261123);
-    for (int w : {1, 2, 3, 4, 5, 6, 7, 8, 9, 13, 31})
+    for (int w : {1, 2, 3, 4, 5, 7, 9, 16, 17, 31, 47})
         for (int h : {1, 2, 3, 4, 5, 6, 7, 8, 9, 17})
             for (int intensity : {0, 1}) {
                 HGLOBAL image = paxtest::MakeRandomDib24(w, h, rng.Next());

@@ -249,7 +249,7 @@ TEST_F(ToneDialogs, ConvolutionDialogCancelReleasesEverything) {
 
 TEST_F(ToneDialogs, ConvolutionProgressCountsRows) {
     if (!HaveDisplay()) GTEST_SKIP() << "no display for the dialog";
-    HGLOBAL image = paxtest::MakeRandomDib24(9, 23, 9);
+    HGLOBAL image = paxtest::MakeRandomDib24(19, 23, 9);
     int code = 0;
     for (short n : {3, 7}) {
         std::vector<BYTE> plain =
@@ -275,7 +275,7 @@ TEST_F(ToneDialogs, ConvolutionProgressCountsRows) {
 // from the first stored row, then the rest as they were.
 TEST_F(ToneDialogs, ConvolutionCancelInPlaceKeepsTheRowsAlreadyWritten) {
     if (!HaveDisplay()) GTEST_SKIP() << "no display for the dialog";
-    const int w = kScripted ? 11 : 3000, h = kScripted ? 40 : 1500, n = 7;
+    const int w = kScripted ? 21 : 3000, h = kScripted ? 40 : 1500, n = 7;
     HGLOBAL image = paxtest::MakeRandomDib24(w, h, 10);
     std::vector<int> list(static_cast<size_t>(n * n + 1), 0);
     for (int i = 0; i < n * n; ++i) list[i] = (i * 5) % 7 - 3;
@@ -315,7 +315,7 @@ TEST_F(ToneDialogs, ConvolutionCancelInPlaceKeepsTheRowsAlreadyWritten) {
 
 TEST_F(ToneDialogs, ConvolutionCancelIntoANewImageFreesIt) {
     if (!HaveDisplay()) GTEST_SKIP() << "no display for the dialog";
-    const int w = kScripted ? 11 : 3000, h = kScripted ? 40 : 1500;
+    const int w = kScripted ? 21 : 3000, h = kScripted ? 40 : 1500;
     HGLOBAL image = paxtest::MakeRandomDib24(w, h, 11);
     std::vector<BYTE> src = BlockBytes(image);
     std::vector<short> k(50, 1);

@@ -1,0 +1,119 @@
+// Fast forms of the per-pixel work of the hue-based adjustments, run over a
+// run of stored pixels (blue, green, red) of one row; each keeps the
+// straightforward pixel function beside it and takes it when
+// UseReferencePaths() is set. The straightforward forms write only the
+// pixels they change into a copy of the caller's block; the fast forms
+// write every pixel (copying those they leave alone) into a block that holds
+// only the bytes around the rows (result_frame.h).
+//
+// - HSI by tables: the hue and saturation bytes of RGBtoHSI depend only on
+//   the integer max, min and the sector difference, so tables built with the
+//   very same double expressions give the same bytes (HsiForward); the way
+//   back takes h, s and l from tables of the same quotients and evaluates the
+//   rest as HSItoRGB does, one ramp per pixel (HsiBack). A test compares both
+//   with the exported conversions over every input.
+// - Desaturate: the grey is (max + min) / 2 in every byte (GreyTable proves
+//   that the way back gives exactly that), taken 16 pixels at a time on
+//   SSE2 from the interleaved bytes.
+// - CMYK levels: one table per ink of the scaled ink (ScaleInk), and the
+//   per-pixel form 255 - K' - ink', limited at 0, in integers.
+#ifndef PAX_ADJUST_HUE_FAST_H
+#define PAX_ADJUST_HUE_FAST_H
+
+#include "desaturate.h"
+#include "paximage.h"
+
+#include <cstdint>
+
+namespace hueadjust {
+
+// The hue and saturation bytes of RGBtoHSI by table.
+struct HsiForward {
+    HsiForward();
+    BYTE saturation[256 * 256]; // [d][denominator], denominator = sum or 510 - sum
+    BYTE hue[3][256 * 256];     // [sector][d * d + difference + d]
+    // (H, S, I) of R, G, B as RGBtoHSI gives them.
+    void Convert(int r, int g, int b, BYTE hsi[3]) const;
+    inline void ConvertInline(int r, int g, int b, BYTE hsi[3]) const;
+};
+
+// HSItoRGB with h, s and l taken from tables and the region of each channel
+// known per hue byte.
+struct HsiBack {
+    HsiBack();
+    double unit[256]; // v / 255.0
+    enum Region : BYTE { Rising, High, Falling, Low };
+    Region region[256][3]; // per hue byte, per channel R, G, B
+    double ramp[256][3];   // x, or 240 - x, where the channel ramps
+    void Convert(int h, int s, int i, BYTE rgb[3]) const;
+    // The same, for the loops: the three region values are worked out
+    // first and each channel picks its own. m1 and m2 lie in 0..1 up to
+    // rounding, and a ramp between them, so every value times 255 lies well
+    // inside -1..256, where truncation gives what ClampToByte gives.
+    void ConvertInline(int h, int s, int i, BYTE rgb[3]) const {
+        const double l = unit[i], sat = unit[s];
+        const double m2 = l <= 0.5 ? (sat + 1) * l : l + sat - l * sat;
+        const double m1 = l + l - m2;
+        BYTE value[4];
+        value[High] = static_cast<BYTE>(static_cast<int>(m2 * 255));
+        value[Low] = static_cast<BYTE>(static_cast<int>(m1 * 255));
+        for (int ch = 0; ch < 3; ++ch) {
+            const Region r = region[h][ch];
+            if (r == Rising || r == Falling)
+                value[r] = static_cast<BYTE>(static_cast<int>(((m2 - m1) * ramp[h][ch] / 60 + m1) * 255));
+            rgb[ch] = value[r];
+        }
+    }
+};
+
+// The tables of the process, built on first use.
+const HsiForward &ForwardTables();
+const HsiBack &BackTables();
+
+// The HSI move of ColorHueSaturation and ReplaceColor over runs of pixels.
+// selectByHue: pixels whose hue lies in lo..hi; else pixels inside the box.
+struct HueMoveRun {
+    bool reference;
+    int shift, saturation, lightness;
+    bool selectByHue;
+    int lo, hi;                                      // hue range
+    int blueLo, blueHi, greenLo, greenHi, redLo, redHi; // colour box
+    // Per byte value: the moved hue (-1 where the hue range leaves the pixel
+    // alone), saturation and lightness. Prepare() fills them from the fields.
+    int16_t movedHue[256];
+    BYTE movedSaturation[256], movedLightness[256];
+    void Prepare();
+    void Run(const BYTE *in, BYTE *out, int64_t count) const;
+};
+
+struct DesaturateRun {
+    bool reference;
+    GreyTable table;
+    bool identity; // every grey of the table is its lightness byte
+    DesaturateRun();
+    void Run(const BYTE *in, BYTE *out, int64_t count) const;
+};
+
+// Each scaled ink as min(255, ink x multiplier >> shift), shift 8..16, when
+// that gives the ink's table for all 256 inks (FindCmykForm checks it).
+struct CmykIntegerForm {
+    uint16_t multiplier[4];
+    int shift[4];
+};
+bool FindCmykForm(const BYTE scaled[4][256], CmykIntegerForm *form);
+// Pixels done, a multiple of 32 (cmyk_levels_avx2.cpp).
+int64_t CmykLevelsAvx2(const BYTE *in, BYTE *out, int64_t count, const CmykIntegerForm &form);
+
+struct CmykLevelsRun {
+    bool reference;
+    double factors[4]; // cyan, magenta, yellow, black
+    BYTE scaled[4][256];
+    bool vector;   // the integer form holds and the processor has AVX2
+    CmykIntegerForm form;
+    explicit CmykLevelsRun(const double f[4]);
+    void Run(const BYTE *in, BYTE *out, int64_t count) const;
+};
+
+} // namespace hueadjust
+
+#endif
