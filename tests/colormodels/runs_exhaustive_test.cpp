@@ -13,12 +13,20 @@
 
 namespace {
 
-TEST(RunsExhaustive, EveryPairEqualsItsSingleValueConversion) {
-    int pairs = 0;
-    for (const pax::ConversionEntry &e : pax::kConversions) {
-        if (e.path != pax::Path::Base && e.path != pax::Path::Doubles) continue;
-        SCOPED_TRACE(e.name);
-        ++pairs;
+std::vector<const pax::ConversionEntry *> SweptPairs() {
+    std::vector<const pax::ConversionEntry *> v;
+    for (const pax::ConversionEntry &e : pax::kConversions)
+        if (e.path == pax::Path::Base || e.path == pax::Path::Doubles) v.push_back(&e);
+    return v;
+}
+
+class RunsExhaustive : public testing::TestWithParam<const pax::ConversionEntry *> {};
+
+TEST(RunsExhaustiveCount, SixteenWithRgbAndEightThroughDoubles) { EXPECT_EQ(SweptPairs().size(), 24u); }
+
+TEST_P(RunsExhaustive, EqualsTheSingleValueConversion) {
+    {
+        const pax::ConversionEntry &e = *GetParam();
         const pax::RunFn run = pax::FindRun(e.fromModel, e.toModel, pax::RunLayout::Buffer);
         ASSERT_NE(run, nullptr);
         const int n = pax::SourceBytes(e.fromModel), m = e.toModel == MODEL_CMYK ? 4 : 3;
@@ -49,7 +57,11 @@ TEST(RunsExhaustive, EveryPairEqualsItsSingleValueConversion) {
         });
         EXPECT_EQ(differs.load(), 0u);
     }
-    EXPECT_EQ(pairs, 24);
 }
+
+INSTANTIATE_TEST_SUITE_P(Pairs, RunsExhaustive, testing::ValuesIn(SweptPairs()),
+                         [](const testing::TestParamInfo<const pax::ConversionEntry *> &info) {
+                             return std::string(info.param->name);
+                         });
 
 } // namespace
