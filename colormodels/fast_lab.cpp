@@ -1,4 +1,208 @@
+// LAB kernels over planes: decide each byte with fast powers and a proven
+// error bound, and take the single-value code for the few pixels where the
+// bound cannot decide.
+//
+// Into LAB (from RGB bytes, and from RGB doubles on the conversions that carry
+// them): the tristimulus values and their quotients by the white point are
+// the same doubles as in the single-value code (same operations, same order).
+// The correctly rounded powers t^0.3333333333333333 are replaced by cube roots
+// c from a bit-level first guess of t^(-1/3) refined by four Newton steps
+// r <- r + r (1 - t r^3) / 3 (no division), then c = t r r. The first guess
+// is within 4% of t^(-1/3) for every positive normal t; each step takes a
+// relative error e to about 2 e^2 (4e-2, 3.2e-3, 2.1e-5, 8.6e-10, 1.5e-18),
+// so after the fourth only the rounding of the last operations remains, a few
+// units in the last place: |c - t^(1/3)| < 1e-15 for t in (0.008856, 1.02],
+// and the correctly rounded power differs from t^(1/3) by less than
+// |ln t| * 2^-54 / 3 * t^(1/3) < 3e-16 as well. So every approximated root
+// lies within delta = 2e-15 of the one the single-value code uses.
+//
+// Each byte is ClampToByte(v) of a value v computed from the roots by the same
+// operations as there. A change of delta in a root moves v by at most
+//   L: 116 / 100 * 255 * delta                 < 296 delta,
+//   a: 2 delta * 500 * 255 / 233.86238849999802 < 1091 delta,
+//   b: 2 delta * 200 * 255 / 124.610613285093   < 819 delta,
+// plus the differences that the roundings of those operations can make on
+// values below 1.6e5 before the final division (a few units of 2^-36, under
+// 1e-10 after it). Both together stay below 1e-9, far inside the margin
+// E = 1e-7 used here. ClampToByte is non-decreasing, so when
+// ClampToByte(v - E) equals ClampToByte(v + E), every value within E of v,
+// the exact one included, gives that byte. Otherwise (v within E of a whole
+// number, or of the ends of the byte range: a few pixels in a million, plus
+// values that land on a whole number exactly) the pixel is converted again by
+// the single-value code.
+//
+// From LAB: the per-byte terms come from tables filled by the expressions of
+// the single-value code; the correctly rounded cubes of fy + a term and of
+// fy - b term are replaced by two multiplications, which lie within
+// 3 * 2^-53 relative (under 1e-15 absolute, the cubes being below 2.7) of
+// them. Through the matrix and * 255 that moves R, G, B by under 1e-11, and
+// the same margin E decides the bytes as above.
+#include "lab_terms.h"
 #include "run_kernels.h"
+#include "simd_select.h"
+
+#include <cstdint>
+#include <cstring>
+
 namespace pax {
-void FastLabKernels(ModelKernels *) {}
+namespace {
+
+constexpr double kMargin = 1e-7;
+
+struct LabTables {
+    double unit[256];
+    double fy[256], fyCube[256], aTerm[256], bTerm[256];
+    LabTables() {
+        for (int v = 0; v < 256; ++v) {
+            const BYTE b = static_cast<BYTE>(v);
+            unit[v] = v / 255.0;
+            fy[v] = LabFy(b);
+            fyCube[v] = PowCube(fy[v]);
+            aTerm[v] = LabATerm(b);
+            bTerm[v] = LabBTerm(b);
+        }
+    }
+};
+const LabTables &Tables() {
+    static const LabTables t;
+    return t;
 }
+
+// First guesses of t^(-1/3) from the bits of t (positive normal): the
+// exponent divided by 3 with a constant that centres the error.
+void FirstGuesses(const double *t, double *r, int n) {
+    for (int p = 0; p < n; ++p) {
+        uint64_t bits;
+        std::memcpy(&bits, &t[p], sizeof bits);
+        bits = 0x553EF0FF289DD796ull - bits / 3;
+        std::memcpy(&r[p], &bits, sizeof bits);
+    }
+}
+
+PAX_INLINE void Refine(const double *t, double *r, int n) {
+    for (int step = 0; step < 4; ++step)
+        for (int p = 0; p < n; ++p) {
+            const double x = r[p];
+            r[p] = x + x * (1 - t[p] * x * x * x) * (1.0 / 3);
+        }
+    for (int p = 0; p < n; ++p) r[p] = t[p] * r[p] * r[p];
+}
+
+PAX_INLINE BYTE Clamp(double v) {
+    v = v > 255 ? 255.0 : v;
+    v = v < 0 ? 0.0 : v;
+    return static_cast<BYTE>(static_cast<int>(v));
+}
+
+// The byte of v when the margin decides it; `undecided` collects the rest.
+PAX_INLINE BYTE Decide(double v, int &undecided) {
+    const BYTE lo = Clamp(v - kMargin), hi = Clamp(v + kMargin);
+    undecided |= lo != hi;
+    return lo;
+}
+
+PAX_INLINE void LabOfUnit(const UnitPlanes &u, BytePlanes &out, int n) {
+    alignas(32) double tx[kRunBlock], ty[kRunBlock], tz[kRunBlock];
+    alignas(32) double cx[kRunBlock], cy[kRunBlock], cz[kRunBlock];
+    alignas(32) int undecided[kRunBlock];
+    for (int p = 0; p < n; ++p) {
+        const Tristimulus t = TristimulusOf(UnitRGB{u.c[0][p], u.c[1][p], u.c[2][p]});
+        // Roots are only used above the threshold; elsewhere any positive
+        // normal argument keeps the steps finite.
+        tx[p] = t.x / kLabWhiteX;
+        ty[p] = t.y;
+        tz[p] = t.z / kLabWhiteZ;
+        cx[p] = tx[p] > kLabThreshold ? tx[p] : 1.0;
+        cy[p] = ty[p] > kLabThreshold ? ty[p] : 1.0;
+        cz[p] = tz[p] > kLabThreshold ? tz[p] : 1.0;
+    }
+    alignas(32) double rx[kRunBlock], ry[kRunBlock], rz[kRunBlock];
+    FirstGuesses(cx, rx, n);
+    FirstGuesses(cy, ry, n);
+    FirstGuesses(cz, rz, n);
+    Refine(cx, rx, n);
+    Refine(cy, ry, n);
+    Refine(cz, rz, n);
+    for (int p = 0; p < n; ++p) {
+        const bool above = ty[p] > kLabThreshold;
+        const double lstar = above ? ry[p] * 116 - 16 : ty[p] * 903.3;
+        const double fy = above ? ry[p] : ty[p] * 7.787 + 0.13793103448275862;
+        const double fx = tx[p] > kLabThreshold ? rx[p] : tx[p] * 7.787 + 0.13793103448275862;
+        const double fz = tz[p] > kLabThreshold ? rz[p] : tz[p] * 7.787 + 0.13793103448275862;
+        int open = 0;
+        out.c[0][p] = Decide(lstar / 100 * 255, open);
+        out.c[1][p] = Decide(((fx - fy) * 500 * 255 + kLabAOffset) / kLabADivisor, open);
+        out.c[2][p] = Decide(((fy - fz) * 200 * 255 + kLabBOffset) / kLabBDivisor, open);
+        undecided[p] = open;
+    }
+    for (int p = 0; p < n; ++p)
+        if (undecided[p]) {
+            BYTE v[3];
+            UnitRGBtoLAB(v, UnitRGB{u.c[0][p], u.c[1][p], u.c[2][p]});
+            out.c[0][p] = v[0];
+            out.c[1][p] = v[1];
+            out.c[2][p] = v[2];
+        }
+}
+
+PAX_INLINE void RgbOfLab(const BytePlanes &in, BytePlanes &out, int n) {
+    const LabTables &tab = Tables();
+    alignas(32) double fy[kRunBlock], ya[kRunBlock], yb[kRunBlock], cube[kRunBlock];
+    alignas(32) int undecided[kRunBlock];
+    for (int p = 0; p < n; ++p) {
+        fy[p] = tab.fy[in.c[0][p]];
+        cube[p] = tab.fyCube[in.c[0][p]];
+        ya[p] = tab.aTerm[in.c[1][p]];
+        yb[p] = tab.bTerm[in.c[2][p]];
+    }
+    for (int p = 0; p < n; ++p) {
+        const double bx = ya[p] + fy[p], bz = fy[p] - yb[p];
+        const double x = bx * bx * bx * kLabWhiteX;
+        const double y = cube[p];
+        const double z = bz * bz * bz * kLabWhiteZ;
+        int open = 0;
+        out.c[0][p] = Decide((x * 1.7467 - y * 0.2014 - z * 2.8135) * 255, open);
+        out.c[1][p] = Decide((y * 2.0305 - x * 1.0002 - z * 0.271) * 255, open);
+        out.c[2][p] = Decide((x * 0.5691 - y * 1.1553 + z * 8.7749) * 255, open);
+        undecided[p] = open;
+    }
+    for (int p = 0; p < n; ++p)
+        if (undecided[p]) {
+            const BYTE lab[3] = {in.c[0][p], in.c[1][p], in.c[2][p]};
+            BYTE v[3];
+            LABtoRGB(v, lab);
+            out.c[0][p] = v[0];
+            out.c[1][p] = v[1];
+            out.c[2][p] = v[2];
+        }
+}
+
+#define PAX_LAB_KERNELS(ATTR, SUFFIX)                                                              \
+    ATTR void LabFromUnit##SUFFIX(UnitPlanes &u, BytePlanes &out, int n) { LabOfUnit(u, out, n); } \
+    ATTR void LabFromRgb##SUFFIX(const BytePlanes &in, BytePlanes &out, int n) {                 \
+        const LabTables &tab = Tables();                                                         \
+        UnitPlanes u;                                                                            \
+        for (int k = 0; k < 3; ++k)                                                              \
+            for (int p = 0; p < n; ++p) u.c[k][p] = tab.unit[in.c[k][p]];                        \
+        LabOfUnit(u, out, n);                                                                    \
+    }                                                                                            \
+    ATTR void LabToRgb##SUFFIX(const BytePlanes &in, BytePlanes &out, int n) { RgbOfLab(in, out, n); }
+
+PAX_LAB_KERNELS(, Sse2)
+#if PAX_HAVE_AVX2_BUILD
+PAX_LAB_KERNELS(PAX_AVX2, Avx2)
+#endif
+
+} // namespace
+
+void FastLabKernels(ModelKernels *lab) {
+#if PAX_HAVE_AVX2_BUILD
+    if (ProcessorHasAvx2()) {
+        *lab = {LabToRgbAvx2, LabFromRgbAvx2, nullptr, LabFromUnitAvx2};
+        return;
+    }
+#endif
+    *lab = {LabToRgbSse2, LabFromRgbSse2, nullptr, LabFromUnitSse2};
+}
+
+} // namespace pax
