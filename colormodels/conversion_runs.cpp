@@ -12,6 +12,7 @@
 #include "color_math.h"
 #include "conversion_list.h"
 #include "conversion_table.h"
+#include "plane_shuffle.h"
 #include "run_kernels.h"
 
 #include <algorithm>
@@ -107,12 +108,26 @@ constexpr int DestinationStep(int to, RunLayout l) { return l == RunLayout::Imag
 
 template <int N, RunLayout L, int Step>
 void Load(const BYTE *src, BytePlanes &planes, int n) {
+    if constexpr (N == 3 && Step == 3) {
+        if constexpr (L == RunLayout::Buffer)
+            Shuffles().split(src, planes.c[0], planes.c[1], planes.c[2], n);
+        else
+            Shuffles().split(src, planes.c[2], planes.c[1], planes.c[0], n);
+        return;
+    }
     for (int p = 0; p < n; ++p, src += Step)
         for (int k = 0; k < N; ++k) planes.c[k][p] = src[L == RunLayout::Buffer ? k : N - 1 - k];
 }
 
 template <int N, RunLayout L, int Step>
 void Put(const BytePlanes &planes, BYTE *dst, int n) {
+    if constexpr (N == 3 && Step == 3) {
+        if constexpr (L == RunLayout::Buffer)
+            Shuffles().join(planes.c[0], planes.c[1], planes.c[2], dst, n);
+        else
+            Shuffles().join(planes.c[2], planes.c[1], planes.c[0], dst, n);
+        return;
+    }
     for (int p = 0; p < n; ++p, dst += Step)
         for (int k = 0; k < N; ++k) dst[L == RunLayout::Buffer ? k : N - 1 - k] = planes.c[k][p];
 }
@@ -156,11 +171,11 @@ void Run(const BYTE *src, BYTE *dst, int64_t count) {
     }
 }
 
-constexpr Via ViaOf(int from, char path) {
-    return path == 'D' ? Via::Doubles
-           : path == 'B' || path == 'I' ? Via::Bytes
-           : from == MODEL_RGB ? Via::FromRgb
-                               : Via::ToRgb;
+// The path token of the table: BASE, B, D or I.
+constexpr Via ViaOf(int from, const char *path) {
+    return path[1] != '\0' ? (from == MODEL_RGB ? Via::FromRgb : Via::ToRgb)
+           : path[0] == 'D' ? Via::Doubles
+                            : Via::Bytes;
 }
 
 struct RunEntry {
@@ -170,10 +185,10 @@ struct RunEntry {
 
 #define PAX_RUN_ENTRY(F, T, P)                                                                 \
     {MODEL_##F, MODEL_##T,                                                                     \
-     {Run<MODEL_##F, MODEL_##T, ViaOf(MODEL_##F, #P[0]), RunLayout::Buffer>,                   \
-      Run<MODEL_##F, MODEL_##T, ViaOf(MODEL_##F, #P[0]), RunLayout::Image>,                    \
+     {Run<MODEL_##F, MODEL_##T, ViaOf(MODEL_##F, #P), RunLayout::Buffer>,                   \
+      Run<MODEL_##F, MODEL_##T, ViaOf(MODEL_##F, #P), RunLayout::Image>,                    \
       MODEL_##F == MODEL_CMYK ? nullptr                                                        \
-                              : Run<MODEL_##F, MODEL_##T, ViaOf(MODEL_##F, #P[0]), RunLayout::Image32>}},
+                              : Run<MODEL_##F, MODEL_##T, ViaOf(MODEL_##F, #P), RunLayout::Image32>}},
 const RunEntry kRuns[] = {PAX_CONVERSIONS(PAX_RUN_ENTRY)};
 #undef PAX_RUN_ENTRY
 

@@ -21,8 +21,8 @@ namespace pax {
 namespace {
 
 struct HueTables {
-    // [sector][d * d + d + difference], difference in -d..d.
-    BYTE hue[3][65536];
+    // [sector * 65536 + d * d + d + difference], difference in -d..d.
+    BYTE hue[3 * 65536];
     // [max * 256 + d].
     BYTE hsvSaturation[65536], hsiSaturation[65536];
     double unit[256];
@@ -36,9 +36,10 @@ struct HueTables {
 
     HueTables() {
         for (int sector = 0; sector < 3; ++sector) {
-            hue[sector][0] = kGreyHue;
+            hue[sector * 65536] = kGreyHue;
             for (int d = 1; d < 256; ++d)
-                for (int diff = -d; diff <= d; ++diff) hue[sector][d * d + d + diff] = HueOfSector(sector, diff, d);
+                for (int diff = -d; diff <= d; ++diff)
+                    hue[sector * 65536 + d * d + d + diff] = HueOfSector(sector, diff, d);
         }
         for (int max = 0; max < 256; ++max)
             for (int d = 0; d < 256; ++d) {
@@ -84,18 +85,26 @@ const HueTables &Tables() {
     return tables;
 }
 
+// Two passes: the indices, without branches (the sector by masks), over whole
+// planes so the compiler can use vector registers; then the table reads.
 template <bool Hsi>
 void FromRgb(const BytePlanes &in, BytePlanes &out, int n) {
     const HueTables &t = Tables();
     const BYTE *saturation = Hsi ? t.hsiSaturation : t.hsvSaturation;
+    alignas(32) int hueAt[kRunBlock], satAt[kRunBlock];
     for (int p = 0; p < n; ++p) {
         const int r = in.c[0][p], g = in.c[1][p], b = in.c[2][p];
         const int max = Max3(r, g, b), min = Min3(r, g, b), d = max - min;
-        const int sector = r == max ? 0 : (g == max ? 1 : 2);
-        const int diff = r == max ? g - b : (g == max ? b - r : r - g);
-        out.c[0][p] = t.hue[sector][d * d + d + diff];
-        out.c[1][p] = saturation[max * 256 + d];
+        const int isR = -(r == max), isG = ~isR & -(g == max), isB = ~(isR | isG);
+        const int diff = ((g - b) & isR) | ((b - r) & isG) | ((r - g) & isB);
+        const int sector = (65536 & isG) | (131072 & isB);
+        hueAt[p] = sector + d * d + d + diff;
+        satAt[p] = max * 256 + d;
         out.c[2][p] = static_cast<BYTE>(Hsi ? (max + min) >> 1 : max);
+    }
+    for (int p = 0; p < n; ++p) {
+        out.c[0][p] = t.hue[hueAt[p]];
+        out.c[1][p] = saturation[satAt[p]];
     }
 }
 
