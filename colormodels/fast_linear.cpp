@@ -1,12 +1,31 @@
-// YIQ, YUV and XYZ kernels over planes: the single-value conversions' double
-// operations, in their order, on whole planes at a time, so the compiler can
-// run them in vector registers (SSE2, or AVX2 where the processor has it).
-// Vector IEEE arithmetic without fused multiply-add gives each lane the same
-// double as the scalar code, so every byte equals the single-value result.
-// Byte / 255 and byte / 255 - 0.5 come from tables of the same expressions.
+// YIQ, YUV and XYZ kernels over planes.
+//
+// Between RGB doubles and the model (the conversions that carry RGB as
+// doubles): the single-value conversions' double operations, in their order,
+// on whole planes at a time, so the compiler can run them in vector registers
+// (SSE2, or AVX2 where the processor has it). Vector IEEE arithmetic without
+// fused multiply-add gives each lane the same double as the scalar code, so
+// every byte equals the single-value result. Byte / 255 and byte / 255 - 0.5
+// come from tables of the same expressions.
+//
+// Between RGB bytes and the model: fixed point that decides the byte. Each
+// output is, as a real number, a + b0 x0 + b1 x1 + b2 x2 of the three input
+// bytes x (the offsets of 0.5 and 127.5 fold into a). With every coefficient
+// and a rounded to a multiple of 2^-S, the integer sum V is within
+// 3 * 255 / 2 + 1 / 2 = 383 units of 2^-S of 2^S times the real value, and
+// the single-value code's double lies within 1e-11 of the real value (a few
+// roundings of values below 3000), far below one unit. So the double lies
+// within M = 400 units of V / 2^S. ClampToByte is floor limited to 0..255,
+// non-decreasing; where (V - M) >> S and (V + M) >> S limit to the same byte,
+// that is the single-value result. Elsewhere (within 400 units of a whole
+// number: about one value in 1300 at S = 21, one in 330 at S = 19) the pixel
+// goes through the single-value conversion.
 #include "color_math.h"
+#include "conversion_table.h"
 #include "run_kernels.h"
 #include "simd_select.h"
+
+#include <cstdint>
 
 namespace pax {
 namespace {
@@ -105,23 +124,89 @@ PAX_INLINE void NarrowAll(UnitPlanes &u, BytePlanes &out, int n) {
     for (int k = 0; k < 3; ++k) Narrow(u.c[k], out.c[k], n);
 }
 
+constexpr int kFixedMargin = 400;
+
+// Coefficients of one output: x0, x1, x2, constant, in units of 2^-S.
+struct FixedRows {
+    int32_t row[3][4];
+};
+FixedRows MakeRows(const double (&c)[3][4], int shift) {
+    FixedRows f{};
+    const double scale = static_cast<double>(int64_t{1} << shift);
+    for (int k = 0; k < 3; ++k)
+        for (int j = 0; j < 4; ++j) {
+            const double v = c[k][j] * scale;
+            f.row[k][j] = static_cast<int32_t>(v < 0 ? v - 0.5 : v + 0.5);
+        }
+    return f;
+}
+
+// Real coefficients: for YIQ and YUV from RGB, v = sum c x + 127.5 (1 - sum c);
+// from YIQ and YUV, the same with the luma coefficient 1.
+constexpr double kYiqOfRgb[3][4] = {{0.299, 0.587, 0.114, 0.0}, {0.596, -0.275, -0.321, 127.5},
+                                    {0.212, -0.523, 0.311, 127.5}};
+constexpr double kYuvOfRgb[3][4] = {{0.299, 0.587, 0.114, 0.0}, {-0.1687, -0.3313, 0.5, 127.5},
+                                    {0.5, -0.4187, -0.0813, 127.5}};
+constexpr double kXyzOfRgb[3][4] = {{0.607, 0.174, 0.2, 0.0}, {0.299, 0.587, 0.114, 0.0},
+                                    {0.0, 0.066, 0.116, 0.0}};
+constexpr double kRgbOfYiq[3][4] = {{1, 0.9557, 0.6199, -127.5 * (0.9557 + 0.6199)},
+                                    {1, -0.2716, -0.6469, 127.5 * (0.2716 + 0.6469)},
+                                    {1, -1.1082, 1.7051, -127.5 * (1.7051 - 1.1082)}};
+constexpr double kRgbOfYuv[3][4] = {{1, 0, 1.402, -127.5 * 1.402},
+                                    {1, -0.3441, -0.7141, 127.5 * (0.3441 + 0.7141)},
+                                    {1, 1.772, -0.0001, -127.5 * (1.772 - 0.0001)}};
+constexpr double kRgbOfXyz[3][4] = {{1.7467, -0.2014, -2.8135, 0.0},
+                                    {-1.0002, 2.0305, -0.271, 0.0},
+                                    {0.5691, -1.1553, 8.7749, 0.0}};
+// 2^S times the largest sum of |c| x + |a| stays below 2^31.
+constexpr int kShiftOf = 21, kShiftBack = 19;
+
+struct AllRows {
+    FixedRows yiqOf = MakeRows(kYiqOfRgb, kShiftOf), yuvOf = MakeRows(kYuvOfRgb, kShiftOf),
+              xyzOf = MakeRows(kXyzOfRgb, kShiftOf);
+    FixedRows ofYiq = MakeRows(kRgbOfYiq, kShiftBack), ofYuv = MakeRows(kRgbOfYuv, kShiftBack),
+              ofXyz = MakeRows(kRgbOfXyz, kShiftBack);
+};
+const AllRows &Rows() {
+    static const AllRows rows;
+    return rows;
+}
+
+template <int S>
+PAX_INLINE void FixedLinear(const BytePlanes &in, BytePlanes &out, const FixedRows &f, ToThree exact,
+                            int n) {
+    alignas(32) int undecided[kRunBlock] = {};
+    for (int k = 0; k < 3; ++k) {
+        const int32_t c0 = f.row[k][0], c1 = f.row[k][1], c2 = f.row[k][2], a = f.row[k][3];
+        for (int p = 0; p < n; ++p) {
+            const int32_t v = c0 * in.c[0][p] + c1 * in.c[1][p] + c2 * in.c[2][p] + a;
+            int32_t lo = (v - kFixedMargin) >> S, hi = (v + kFixedMargin) >> S;
+            lo = lo < 0 ? 0 : (lo > 255 ? 255 : lo);
+            hi = hi < 0 ? 0 : (hi > 255 ? 255 : hi);
+            out.c[k][p] = static_cast<BYTE>(lo);
+            undecided[p] |= lo != hi;
+        }
+    }
+    for (int p = 0; p < n; ++p)
+        if (undecided[p]) {
+            const BYTE x[3] = {in.c[0][p], in.c[1][p], in.c[2][p]};
+            BYTE v[3];
+            exact(v, x);
+            for (int k = 0; k < 3; ++k) out.c[k][p] = v[k];
+        }
+}
+
 // The kernels, built once per instruction set.
-#define PAX_LINEAR_MODEL(Model, Of, RgbOf, InTable, ATTR, SUFFIX)                                  \
+#define PAX_LINEAR_MODEL(Model, NAME, Of, RgbOf, InTable, OfRows, BackRows, ATTR, SUFFIX)                                  \
     ATTR void Model##FromUnit##SUFFIX(UnitPlanes &u, BytePlanes &out, int n) {                   \
         Of(u, n);                                                                                \
         NarrowAll(u, out, n);                                                                    \
     }                                                                                            \
     ATTR void Model##FromRgb##SUFFIX(const BytePlanes &in, BytePlanes &out, int n) {             \
-        UnitPlanes u;                                                                            \
-        Widen(in, u, n, Doubles().unit);                                                         \
-        Of(u, n);                                                                                \
-        NarrowAll(u, out, n);                                                                    \
+        FixedLinear<kShiftOf>(in, out, Rows().OfRows, RGBto##NAME, n);                           \
     }                                                                                            \
     ATTR void Model##ToRgb##SUFFIX(const BytePlanes &in, BytePlanes &out, int n) {               \
-        UnitPlanes u;                                                                            \
-        Widen(in, u, n, Doubles().InTable);                                                      \
-        RgbOf(u, n);                                                                             \
-        NarrowAll(u, out, n);                                                                    \
+        FixedLinear<kShiftBack>(in, out, Rows().BackRows, NAME##toRGB, n);                       \
     }                                                                                            \
     ATTR void Model##ToUnit##SUFFIX(const BytePlanes &in, UnitPlanes &u, int n) {                \
         Widen(in, u, n, Doubles().InTable);                                                      \
@@ -130,9 +215,9 @@ PAX_INLINE void NarrowAll(UnitPlanes &u, BytePlanes &out, int n) {
     }
 
 #define PAX_LINEAR_ALL(ATTR, SUFFIX)                                                               \
-    PAX_LINEAR_MODEL(Yiq, YiqOf, RgbOfYiq, centred, ATTR, SUFFIX)                                \
-    PAX_LINEAR_MODEL(Yuv, YuvOf, RgbOfYuv, centred, ATTR, SUFFIX)                                \
-    PAX_LINEAR_MODEL(Xyz, XyzOf, RgbOfXyz, unit, ATTR, SUFFIX)
+    PAX_LINEAR_MODEL(Yiq, YIQ, YiqOf, RgbOfYiq, centred, yiqOf, ofYiq, ATTR, SUFFIX)             \
+    PAX_LINEAR_MODEL(Yuv, YUV, YuvOf, RgbOfYuv, centred, yuvOf, ofYuv, ATTR, SUFFIX)             \
+    PAX_LINEAR_MODEL(Xyz, XYZ, XyzOf, RgbOfXyz, unit, xyzOf, ofXyz, ATTR, SUFFIX)
 
 PAX_LINEAR_ALL(, Sse2)
 #if PAX_HAVE_AVX2_BUILD
