@@ -172,21 +172,34 @@ const AllRows &Rows() {
     return rows;
 }
 
+// One output plane; `undecided` is set for the first plane and added to for
+// the others.
+template <int S, bool First>
+PAX_INLINE void FixedPlane(const BytePlanes &in, BYTE *out, const int32_t (&c)[4], int *undecided, int n) {
+    const int32_t c0 = c[0], c1 = c[1], c2 = c[2], a = c[3];
+    for (int p = 0; p < n; ++p) {
+        const int32_t v = c0 * in.c[0][p] + c1 * in.c[1][p] + c2 * in.c[2][p] + a;
+        int32_t lo = (v - kFixedMargin) >> S, hi = (v + kFixedMargin) >> S;
+        lo = lo < 0 ? 0 : (lo > 255 ? 255 : lo);
+        hi = hi < 0 ? 0 : (hi > 255 ? 255 : hi);
+        out[p] = static_cast<BYTE>(lo);
+        if (First)
+            undecided[p] = lo != hi;
+        else
+            undecided[p] |= lo != hi;
+    }
+}
+
 template <int S>
 PAX_INLINE void FixedLinear(const BytePlanes &in, BytePlanes &out, const FixedRows &f, ToThree exact,
                             int n) {
-    alignas(32) int undecided[kRunBlock] = {};
-    for (int k = 0; k < 3; ++k) {
-        const int32_t c0 = f.row[k][0], c1 = f.row[k][1], c2 = f.row[k][2], a = f.row[k][3];
-        for (int p = 0; p < n; ++p) {
-            const int32_t v = c0 * in.c[0][p] + c1 * in.c[1][p] + c2 * in.c[2][p] + a;
-            int32_t lo = (v - kFixedMargin) >> S, hi = (v + kFixedMargin) >> S;
-            lo = lo < 0 ? 0 : (lo > 255 ? 255 : lo);
-            hi = hi < 0 ? 0 : (hi > 255 ? 255 : hi);
-            out.c[k][p] = static_cast<BYTE>(lo);
-            undecided[p] |= lo != hi;
-        }
-    }
+    alignas(32) int undecided[kRunBlock];
+    FixedPlane<S, true>(in, out.c[0], f.row[0], undecided, n);
+    FixedPlane<S, false>(in, out.c[1], f.row[1], undecided, n);
+    FixedPlane<S, false>(in, out.c[2], f.row[2], undecided, n);
+    int any = 0;
+    for (int p = 0; p < n; ++p) any |= undecided[p];
+    if (!any) return;
     for (int p = 0; p < n; ++p)
         if (undecided[p]) {
             const BYTE x[3] = {in.c[0][p], in.c[1][p], in.c[2][p]};
