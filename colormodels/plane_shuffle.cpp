@@ -27,6 +27,17 @@ void JoinPlain(const BYTE *c0, const BYTE *c1, const BYTE *c2, BYTE *dst, int fr
     }
 }
 
+// Output k of a split: every byte of pixel p gets byte 2 - k of source pixel p.
+void SpreadPlain(const BYTE *src, BYTE *o0, BYTE *o1, BYTE *o2, int from, int n) {
+    for (int p = from; p < n; ++p) {
+        const BYTE c0 = src[3 * p + 2], c1 = src[3 * p + 1], c2 = src[3 * p];
+        o0[3 * p] = o0[3 * p + 1] = o0[3 * p + 2] = c0;
+        o1[3 * p] = o1[3 * p + 1] = o1[3 * p + 2] = c1;
+        o2[3 * p] = o2[3 * p + 1] = o2[3 * p + 2] = c2;
+    }
+}
+void SpreadScalar(const BYTE *src, BYTE *o0, BYTE *o1, BYTE *o2, int n) { SpreadPlain(src, o0, o1, o2, 0, n); }
+
 void SplitScalar(const BYTE *src, BYTE *c0, BYTE *c1, BYTE *c2, int n) { SplitPlain(src, c0, c1, c2, 0, n); }
 void JoinScalar(const BYTE *c0, const BYTE *c1, const BYTE *c2, BYTE *dst, int n) { JoinPlain(c0, c1, c2, dst, 0, n); }
 
@@ -36,7 +47,15 @@ void JoinScalar(const BYTE *c0, const BYTE *c1, const BYTE *c2, BYTE *dst, int n
 struct Masks {
     alignas(16) signed char split[3][3][16]; // [plane][vector][pixel]
     alignas(16) signed char join[3][3][16];  // [vector][plane][byte]
+    alignas(16) signed char spread[3][3][3][16]; // [output][output vector][source vector][byte]
     Masks() {
+        for (int k = 0; k < 3; ++k)
+            for (int v = 0; v < 3; ++v)
+                for (int w = 0; w < 3; ++w)
+                    for (int i = 0; i < 16; ++i) {
+                        const int at = 3 * ((16 * v + i) / 3) + 2 - k;
+                        spread[k][v][w][i] = static_cast<signed char>(at / 16 == w ? at % 16 : -1);
+                    }
         for (int k = 0; k < 3; ++k)
             for (int v = 0; v < 3; ++v)
                 for (int i = 0; i < 16; ++i) {
@@ -86,14 +105,35 @@ PAX_AVX2 void JoinShuffled(const BYTE *c0, const BYTE *c1, const BYTE *c2, BYTE 
     }
     JoinPlain(c0, c1, c2, dst, p, n);
 }
+
+PAX_AVX2 void SpreadShuffled(const BYTE *src, BYTE *o0, BYTE *o1, BYTE *o2, int n) {
+    const Masks &m = ShuffleMasks();
+    BYTE *out[3] = {o0, o1, o2};
+    int p = 0;
+    for (; p + 16 <= n; p += 16) {
+        const __m128i v[3] = {_mm_loadu_si128(reinterpret_cast<const __m128i *>(src + 3 * p)),
+                              _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + 3 * p + 16)),
+                              _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + 3 * p + 32))};
+        for (int k = 0; k < 3; ++k)
+            for (int w = 0; w < 3; ++w) {
+                __m128i r = _mm_setzero_si128();
+                for (int x = 0; x < 3; ++x)
+                    r = _mm_or_si128(r, _mm_shuffle_epi8(v[x], _mm_load_si128(reinterpret_cast<const __m128i *>(m.spread[k][w][x]))));
+                _mm_storeu_si128(reinterpret_cast<__m128i *>(out[k] + 3 * p + 16 * w), r);
+            }
+    }
+    SpreadPlain(src, o0, o1, o2, p, n);
+}
 #endif
 
 struct Picked {
     SplitFn split = SplitScalar;
     JoinFn join = JoinScalar;
+    SpreadFn spread = SpreadScalar;
     Picked() {
 #if PAX_HAVE_AVX2_BUILD
         if (ProcessorHasAvx2()) {
+            spread = SpreadShuffled;
             split = SplitShuffled;
             join = JoinShuffled;
         }
@@ -105,7 +145,7 @@ struct Picked {
 
 const PlaneShuffles &Shuffles() {
     static const Picked picked;
-    static const PlaneShuffles s{picked.split, picked.join};
+    static const PlaneShuffles s{picked.split, picked.join, picked.spread};
     return s;
 }
 
