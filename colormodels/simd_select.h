@@ -3,11 +3,12 @@
 // double the scalar operation gives (no fused multiply-add: contraction is off
 // everywhere), so both builds produce the same bytes. The 64-bit Windows build
 // keeps the SSE2 loops: its compiler cannot align the stack for spilled AVX
-// registers.
+// registers. Defining PAX_NO_AVX2 builds the SSE2 loops alone (to test them
+// on a processor that has AVX2).
 #ifndef PAX_SIMD_SELECT_H
 #define PAX_SIMD_SELECT_H
 
-#if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__)) && !defined(_WIN32)
+#if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__)) && !defined(_WIN32) && !defined(PAX_NO_AVX2)
 #define PAX_HAVE_AVX2_BUILD 1
 #define PAX_AVX2 __attribute__((target("avx2")))
 #else
