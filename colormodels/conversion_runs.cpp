@@ -16,6 +16,8 @@
 #include "run_kernels.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 
 namespace pax {
 namespace {
@@ -115,6 +117,21 @@ void Load(const BYTE *src, BytePlanes &planes, int n) {
             Shuffles().split(src, planes.c[2], planes.c[1], planes.c[0], n);
         return;
     }
+    if constexpr (N == 4 && Step == 4) {
+        // Whole 32-bit pixels, taken apart by shifts of little-endian words.
+        static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "x86 byte order");
+        constexpr int s0 = L == RunLayout::Buffer ? 0 : 24, s3 = 24 - s0;
+        constexpr int s1 = L == RunLayout::Buffer ? 8 : 16, s2 = 24 - s1;
+        for (int p = 0; p < n; ++p) {
+            uint32_t w;
+            std::memcpy(&w, src + 4 * p, 4);
+            planes.c[0][p] = static_cast<BYTE>(w >> s0);
+            planes.c[1][p] = static_cast<BYTE>(w >> s1);
+            planes.c[2][p] = static_cast<BYTE>(w >> s2);
+            planes.c[3][p] = static_cast<BYTE>(w >> s3);
+        }
+        return;
+    }
     for (int p = 0; p < n; ++p, src += Step)
         for (int k = 0; k < N; ++k) planes.c[k][p] = src[L == RunLayout::Buffer ? k : N - 1 - k];
 }
@@ -126,6 +143,16 @@ void Put(const BytePlanes &planes, BYTE *dst, int n) {
             Shuffles().join(planes.c[0], planes.c[1], planes.c[2], dst, n);
         else
             Shuffles().join(planes.c[2], planes.c[1], planes.c[0], dst, n);
+        return;
+    }
+    if constexpr (N == 4 && Step == 4) {
+        constexpr int s0 = L == RunLayout::Buffer ? 0 : 24, s3 = 24 - s0;
+        constexpr int s1 = L == RunLayout::Buffer ? 8 : 16, s2 = 24 - s1;
+        for (int p = 0; p < n; ++p) {
+            const uint32_t w = uint32_t{planes.c[0][p]} << s0 | uint32_t{planes.c[1][p]} << s1 |
+                               uint32_t{planes.c[2][p]} << s2 | uint32_t{planes.c[3][p]} << s3;
+            std::memcpy(dst + 4 * p, &w, 4);
+        }
         return;
     }
     for (int p = 0; p < n; ++p, dst += Step)
