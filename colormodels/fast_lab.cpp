@@ -3,8 +3,8 @@
 // bound cannot decide.
 //
 // Into LAB (from RGB bytes, and from RGB doubles on the conversions that carry
-// them): the tristimulus values and their quotients by the white point are
-// the same doubles as in the single-value code (same operations, same order).
+// them): the tristimulus values are the same doubles as in the single-value
+// code (same operations, same order).
 // The correctly rounded powers t^0.3333333333333333 are replaced by cube roots
 // c from a bit-level first guess of t^(-1/3) refined by three Newton steps
 // r <- r + r (1 - t r^3) / 3 (no division), then c = t r r. The first guess
@@ -35,7 +35,7 @@
 // E = 1e-5 used here. ClampToByte is non-decreasing, so when
 // ClampToByte(v - E) equals ClampToByte(v + E), every value within E of v,
 // the exact one included, gives that byte. Otherwise (v within E of a whole
-// number, or of the ends of the byte range: a few pixels in a million, plus
+// number, or of the ends of the byte range: a few pixels in 100,000, plus
 // values that land on a whole number exactly) the pixel is converted again by
 // the single-value code.
 //
