@@ -42,7 +42,7 @@ std::vector<BYTE> Components(const BYTE *stored, int n) {
 
 void Buffer(Digest &d, paxtest::Rng &rng, int from, int to, int width, bool progress, long cancelAfter) {
     // Up to about 9 rows' worth, or long enough for the bar to step a few times.
-    const int pixels = width * (progress ? 1 + static_cast<int>(rng.Below(2400)) : 1 + static_cast<int>(rng.Below(9)));
+    const int pixels = width * (progress ? 1 + static_cast<int>(rng.Below(600)) : 1 + static_cast<int>(rng.Below(9)));
     const int count = pixels * BufferBytes(from) + static_cast<int>(rng.Below(2)); // a partial pixel at times
     const std::vector<BYTE> source = convtest::RandomBytes(static_cast<size_t>(count), rng.Next());
     const size_t size = from == to ? static_cast<size_t>(count) : static_cast<size_t>(pixels) * BufferBytes(to);
@@ -64,7 +64,7 @@ void Buffer(Digest &d, paxtest::Rng &rng, int from, int to, int width, bool prog
 
 void Image(Digest &d, paxtest::Rng &rng, int from, int to, int width, int bits, bool progress,
            long cancelAfter) {
-    const int height = progress ? 1 + static_cast<int>(rng.Below(700)) : 1 + static_cast<int>(rng.Below(5));
+    const int height = progress ? 1 + static_cast<int>(rng.Below(200)) : 1 + static_cast<int>(rng.Below(5));
     HGLOBAL image = convtest::MakeModelImage(from, width, height, rng.Next(), bits);
     convtest::StepWatch watch(cancelAfter);
     HGLOBAL result = ConvertDIBColorSpace(image, from, to, progress, nullptr);
@@ -110,8 +110,9 @@ TEST(ModelPairs, EveryPairByBufferImageAndSplitGivesTheSameDigest) {
         for (int to = MODEL_RGB; to <= MODEL_LAB; ++to) {
             SCOPED_TRACE(testing::Message() << from << "->" << to);
             for (int width : kWidths) {
-                // Every third width with the dialog, a Cancel after step 1..3 at times.
-                const bool progress = dialog && width % 3 == 0;
+                // Width 9 with the dialog (each dialog costs time under Wine), a
+                // Cancel after step 1..3 at times.
+                const bool progress = dialog && width == 9;
                 const long cancelAfter = progress ? static_cast<long>(rng.Below(4)) : 0;
                 Buffer(d, rng, from, to, width, progress, cancelAfter);
                 Image(d, rng, from, to, width, 24, progress, cancelAfter);
@@ -122,8 +123,8 @@ TEST(ModelPairs, EveryPairByBufferImageAndSplitGivesTheSameDigest) {
             if (width % 2 == 1) Split(d, rng, from, width);
     }
     if (!dialog) GTEST_SKIP() << "no display for the dialog: digest not compared";
-    EXPECT_GT(g_cancelled, 100);
-    EXPECT_EQ(d.h, 0x518a373788208acaull) << std::hex << d.h;
+    EXPECT_GT(g_cancelled, 50);
+    EXPECT_EQ(d.h, 0x6183c7ef9195a56aull) << std::hex << d.h;
 }
 
 } // namespace
