@@ -33,6 +33,15 @@ struct Digest {
     }
 };
 
+// The header, colour table and rows of an image: the block may be larger on
+// some platforms (the allocator rounds its size up).
+std::vector<BYTE> ImageBytes(HGLOBAL image) {
+    convtest::Rows r = convtest::ReadRows(image);
+    const size_t used = r.offset + r.stride * static_cast<size_t>(r.header.biHeight);
+    if (used < r.block.size()) r.block.resize(used);
+    return r.block;
+}
+
 // Stored pixels are the components reversed (CMYK: K, Y, M, C).
 std::vector<BYTE> Components(const BYTE *stored, int n) {
     std::vector<BYTE> v(static_cast<size_t>(n));
@@ -72,7 +81,7 @@ void Image(Digest &d, paxtest::Rng &rng, int from, int to, int width, int bits, 
     d.Word(result == nullptr);
     g_cancelled += result == nullptr;
     if (result && result != image) {
-        d.Bytes(paxtest::BlockBytes(result));
+        d.Bytes(ImageBytes(result));
         const convtest::Rows in = convtest::ReadRows(image), out = convtest::ReadRows(result);
         const int inBytes = in.header.biBitCount / 8, outBytes = out.header.biBitCount / 8;
         const int n = BufferBytes(from), m = BufferBytes(to);
@@ -93,7 +102,7 @@ void Split(Digest &d, paxtest::Rng &rng, int model, int width) {
     const int n = SplitColorChannels(image, channels, static_cast<BYTE>(model));
     d.Word(n);
     for (int k = 0; k < n; ++k) {
-        d.Bytes(paxtest::BlockBytes(channels[k]));
+        d.Bytes(ImageBytes(channels[k]));
         GlobalFree(channels[k]);
     }
     GlobalFree(image);
