@@ -79,7 +79,9 @@ HDIB RunColumnAdjustment(ThreadState *state, HDIB hDib, int mode, HWND owner,
 
     auto pixel = makePixel();
     DibLayout dst = src;
-    const bool walk = src.pixels != nullptr; // an empty image has no pixel to visit
+    // An image without rows or columns has no pixel to visit: its columns are
+    // not walked either, so a huge width over no rows costs no progress steps.
+    const bool walk = src.pixels != nullptr && !src.empty();
     if (walk) dst.pixels = target.data() + (src.pixels - source.data());
     // Column by column, x from 0, with the cancel test and a progress step
     // before each column. Cancel is only ever set by the progress dialog, in

@@ -110,8 +110,9 @@ HDIB Gamma(HDIB hDib, int gammaRed, int gammaGreen, int gammaBlue, int mode, HWN
     if (!progress) {
         CorrectColumns(src, dstPixels, 0, src.width, tables);
     } else {
-        // One step per five columns, with the cancel test before each.
-        for (int64_t x = 0; x < src.width; x += kColumnsPerStep) {
+        // One step per five columns, with the cancel test before each; an
+        // image without rows has no column to walk.
+        for (int64_t x = 0; !src.empty() && x < src.width; x += kColumnsPerStep) {
             if (state->cancelled) break;
             if (ProgressDue(state, true, x)) StepProgress();
             if (state->cancelled) break;

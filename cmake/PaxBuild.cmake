@@ -26,6 +26,21 @@ if(PAX_SANITIZE)
   add_link_options(-fsanitize=address,undefined)
 endif()
 
+option(PAX_SANITIZE_THREAD "Build with ThreadSanitizer" OFF)
+if(PAX_SANITIZE_THREAD)
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+endif()
+
+# Coverage-guided fuzzing (clang): everything instrumented for libFuzzer and
+# checked by AddressSanitizer and UndefinedBehaviorSanitizer.
+option(PAX_FUZZ "Build the libFuzzer targets" OFF)
+if(PAX_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined
+                      -fno-omit-frame-pointer -g)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+
 # Public header, the stand-in on Linux, resource ids, and the platform libraries.
 add_library(pax_headers INTERFACE)
 target_include_directories(pax_headers INTERFACE ${PROJECT_SOURCE_DIR}/include

@@ -2,6 +2,8 @@
 #include "block_dither.h"
 
 #include "dither_rows.h"
+#include "dither_rows_fast.h"
+#include "reference.h"
 #include "thread_state.h"
 
 #include <cstring>
@@ -79,11 +81,26 @@ HDIB BlockDitherDriver(HDIB image, int bits, bool halve) {
     const int64_t workRowBytes = DitherRowBytes(w, 1);
     const int64_t workPlaneBytes = workRowBytes * h;
 
+    // The fast pass (dither_rows_fast.cpp) runs several rows at once in its
+    // own layout of the cells block.
+    const bool fast = !UseReferencePaths();
     ScratchBlock planes, work, cells;
     if (!planes.Allocate(3 * planeBytes)) return nullptr;
     if (!work.Allocate(channels * workPlaneBytes)) return nullptr;
-    if (!cells.Allocate(channels * 2 * cellCount * static_cast<int64_t>(sizeof(int16_t))))
+    if (!cells.Allocate(fast ? FastBlockScratchBytes(w)
+                             : channels * 2 * cellCount * static_cast<int64_t>(sizeof(int16_t))))
         return nullptr;
+    if (fast) {
+        FastSourceTables tables;
+        PrepareFastSource(src, &tables);
+        FastBlockDither(src, tables, channels, bits == 1, halve, work.data(), workRowBytes,
+                        workPlaneBytes, cells.data());
+        entry.lock.reset();
+        HDIB result = MakeDitherResult(src, bits, work.data());
+        if (!result) return nullptr;
+        GetThreadState()->imageStatus = IMS_OK;
+        return result;
+    }
 
     BYTE *plane[3] = {planes.data(), planes.data() + planeBytes, planes.data() + 2 * planeBytes};
     int16_t *base = reinterpret_cast<int16_t *>(cells.data());

@@ -2,7 +2,9 @@
 // kernels.h. DitherFS4, DitherBurkes, DitherSierra, DitherJJN, DitherStucki
 // and DitherSA differ only in their kernel and in two status codes.
 #include "dither_rows.h"
+#include "dither_rows_fast.h"
 #include "kernels.h"
+#include "reference.h"
 #include "thread_state.h"
 
 #include <algorithm>
@@ -127,11 +129,16 @@ HDIB ErrorDiffusionDriver(HDIB image, int bits, const DiffusionMethod &method) {
     const int64_t workRowBytes = DitherRowBytes(w, bits == 8 ? 8 : 1);
     const int64_t workPlaneBytes = workRowBytes * h; // one 1-bit plane, or the 8-bit rows
 
+    // The fast passes (dither_rows_fast.cpp) keep their tables and row
+    // buffers after the error rows.
+    const bool fast = !UseReferencePaths();
+    const FastDiffusionPasses passes = FastDiffusionFor(method.kernel);
+    const int64_t cellBytes = channels * k * cellsPerRow * static_cast<int64_t>(sizeof(Cell));
+
     ScratchBlock planes, work, cells;
     if (!planes.Allocate(3 * planeBytes)) return nullptr;
     if (!work.Allocate(bits == 4 ? 3 * workPlaneBytes : workPlaneBytes)) return nullptr;
-    if (!cells.Allocate(channels * k * cellsPerRow * static_cast<int64_t>(sizeof(Cell))))
-        return nullptr;
+    if (!cells.Allocate(cellBytes + (fast ? FastDiffusionScratchBytes(w) : 0))) return nullptr;
 
     BYTE *plane[3] = {planes.data(), planes.data() + planeBytes, planes.data() + 2 * planeBytes};
     ErrorRows er[3] = {};
@@ -141,9 +148,30 @@ HDIB ErrorDiffusionDriver(HDIB image, int bits, const DiffusionMethod &method) {
             er[c].rows[r] = cellBase + (c * k + r) * cellsPerRow + kKernelMargin;
 
     const bool grey = bits == 1;
-    SourceRowReader(src, 0, plane[0], plane[1], plane[2], grey);
+    FastSourceTables tables;
+    FastDiffusionRow fastRow = {};
+    BYTE *fastScratch = cells.data() + cellBytes;
+    if (fast) {
+        PrepareFastSource(src, &tables);
+        passes.prepare(fastScratch, w);
+        for (int c = 0; c < 3; ++c) fastRow.planes[c] = plane[c];
+    }
+    auto readRow = [&](int64_t r) {
+        if (fast)
+            FastSourceRowReader(src, tables, r, plane[0], plane[1], plane[2], grey);
+        else
+            SourceRowReader(src, r, plane[0], plane[1], plane[2], grey);
+    };
+    readRow(0);
     for (int64_t r = 0; r < h; ++r) {
-        if (bits == 8) {
+        if (fast) {
+            for (int c = 0; c < channels; ++c) {
+                for (int i = 0; i < k; ++i) fastRow.rows[c][i] = er[c].rows[i];
+                fastRow.out[c] = work.data() + (bits == 4 ? c * workPlaneBytes : 0) +
+                                 r * workRowBytes;
+            }
+            passes.row(fastRow, bits, w, fastScratch);
+        } else if (bits == 8) {
             const BYTE *const in[3] = {plane[0], plane[1], plane[2]};
             method.quantize(er, in, work.data() + r * workRowBytes, w);
         } else {
@@ -158,7 +186,7 @@ HDIB ErrorDiffusionDriver(HDIB image, int bits, const DiffusionMethod &method) {
             er[c].rows[k - 1] = first;
             std::memset(first - kKernelMargin, 0, static_cast<size_t>(cellsPerRow) * sizeof(Cell));
         }
-        if (r < h - 1) SourceRowReader(src, r + 1, plane[0], plane[1], plane[2], grey);
+        if (r < h - 1) readRow(r + 1);
     }
     entry.lock.reset(); // the source is not needed any more
 

@@ -24,18 +24,18 @@ struct DiffusionKernel {
 constexpr int kKernelMargin = 3;
 
 // Floyd-Steinberg.
-constexpr DiffusionKernel kKernelFS4{2, 16, 4, {{1, 0, 7}, {-1, 1, 3}, {0, 1, 5}, {1, 1, 1}}};
+inline constexpr DiffusionKernel kKernelFS4{2, 16, 4, {{1, 0, 7}, {-1, 1, 3}, {0, 1, 5}, {1, 1, 1}}};
 
 // Burkes, with the two left taps of the lower row exchanged (4 two columns
 // left, 2 one column left), so that row is not symmetric.
-constexpr DiffusionKernel kKernelBurkes{
+inline constexpr DiffusionKernel kKernelBurkes{
     2, 32, 7, {{1, 0, 8}, {2, 0, 4}, {-2, 1, 4}, {-1, 1, 2}, {0, 1, 8}, {1, 1, 4}, {2, 1, 2}}};
 
 // Sierra's two-row lite filter.
-constexpr DiffusionKernel kKernelSierra{2, 4, 3, {{1, 0, 2}, {-1, 1, 1}, {0, 1, 1}}};
+inline constexpr DiffusionKernel kKernelSierra{2, 4, 3, {{1, 0, 2}, {-1, 1, 1}, {0, 1, 1}}};
 
 // Jarvis-Judice-Ninke.
-constexpr DiffusionKernel kKernelJJN{3,
+inline constexpr DiffusionKernel kKernelJJN{3,
                                      48,
                                      12,
                                      {{1, 0, 7},
@@ -52,7 +52,7 @@ constexpr DiffusionKernel kKernelJJN{3,
                                       {2, 2, 1}}};
 
 // Stucki.
-constexpr DiffusionKernel kKernelStucki{3,
+inline constexpr DiffusionKernel kKernelStucki{3,
                                         42,
                                         12,
                                         {{1, 0, 8},
@@ -70,7 +70,7 @@ constexpr DiffusionKernel kKernelStucki{3,
 
 // Stevenson-Arce: no tap at x+1 in the current row, and rows alternate between
 // odd and even column offsets.
-constexpr DiffusionKernel kKernelSA{4,
+inline constexpr DiffusionKernel kKernelSA{4,
                                     200,
                                     12,
                                     {{2, 0, 32},

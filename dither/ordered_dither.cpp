@@ -3,6 +3,8 @@
 #include "ordered_dither.h"
 
 #include "dib.h"
+#include "dither_rows_fast.h"
+#include "reference.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -166,6 +168,8 @@ HGLOBAL MakeWorkingCopy(const BYTE *block, SIZE_T blockSize, int64_t entries, in
 // no pixel passes.
 void Threshold(BYTE *pixels, int64_t stride, int64_t w, int64_t rows, bool topDown,
                const OrderedMatrix &m) {
+    if (!UseReferencePaths())
+        return FastOrderedThreshold(pixels, stride, w, rows, topDown, m.entries, m.n, m.maxM);
     int maxPix = 0;
     for (int64_t r = 0; r < rows; ++r) {
         const BYTE *row = pixels + r * stride;

@@ -27,6 +27,7 @@ struct Registry {
     std::unordered_map<void *, Block> blocks; // key: the handle
     long allocCalls = 0, lockCalls = 0;
     long failAllocAt = 0, failLockAt = 0;
+    SIZE_T sizeLimit = 0; // 0: any size
 };
 
 Registry &registry() {
@@ -47,7 +48,7 @@ HGLOBAL GlobalAlloc(UINT flags, SIZE_T bytes) {
     Registry &r = registry();
     std::lock_guard<std::mutex> lock(r.mutex);
     ++r.allocCalls;
-    if (Trips(r.failAllocAt)) return nullptr;
+    if (Trips(r.failAllocAt) || (r.sizeLimit && bytes > r.sizeLimit)) return nullptr;
     Block b;
     b.size = bytes;
     b.movable = (flags & GMEM_MOVEABLE) != 0;
@@ -168,6 +169,11 @@ void FailAllocationAt(long n) {
 void FailLockAt(long n) {
     std::lock_guard<std::mutex> lock(registry().mutex);
     registry().failLockAt = n;
+}
+
+void LimitBlockSize(SIZE_T bytes) {
+    std::lock_guard<std::mutex> lock(registry().mutex);
+    registry().sizeLimit = bytes;
 }
 
 void ResetMemoryFaults() {

@@ -44,6 +44,10 @@ void FailLockAt(long n);
 void FailFileOpenAt(long n);
 void ResetFaults();
 
+// Allocations of more than `bytes` fail, as on a host with that much memory
+// free (0: no limit). Not reset by ResetFaults.
+void LimitBlockSize(SIZE_T bytes);
+
 // Windows. A test window can be an owner: enabled or disabled, destroyed by
 // DestroyWindow. An optional procedure receives dispatched messages.
 HWND CreateTestWindow(WNDPROC proc = nullptr);

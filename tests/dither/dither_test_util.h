@@ -159,23 +159,6 @@ inline void SweepDither(DitherFn dither, HGLOBAL image, int bits, DWORD imageLoc
     }
 }
 
-// A random image of the given depth, sometimes with a short or random colour
-// table and sometimes marked top-down, for the reference comparisons.
-inline HGLOBAL RandomCase(paxtest::Rng &rng, int w, int h, int depth, bool randomTable) {
-    int entries = -1;
-    if (depth != 24 && rng.Below(3) == 0) entries = 1 + rng.Below(depth == 4 ? 15 : 255);
-    paxtest::Rng pix(rng.Next());
-    HGLOBAL image = paxtest::MakeDib(w, h, depth, [&](int, int, int) { return pix.Byte(); }, entries);
-    BYTE *p = static_cast<BYTE *>(GlobalLock(image));
-    if (depth != 24 && randomTable) {
-        int n = entries < 0 ? 1 << depth : entries;
-        for (int i = 0; i < 4 * n; ++i) p[40 + i] = pix.Byte();
-    }
-    if (rng.Below(4) == 0) reinterpret_cast<BITMAPINFOHEADER *>(p)->biHeight = -h;
-    GlobalUnlock(image);
-    return image;
-}
-
 } // namespace dithertest
 
 #endif

@@ -1,0 +1,115 @@
+// The five fuzz targets; CMake compiles this file once per target with
+// PAX_FUZZ_<TARGET> defined. Input layouts are described at each target.
+#include "harness.h"
+
+#include "conversion_table.h"
+#include "thread_state.h"
+
+#include <algorithm>
+#include <cstring>
+
+using namespace paxfuzz;
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    Bytes in{data, size};
+#if defined(PAX_FUZZ_IMAGE_OPS) || defined(PAX_FUZZ_FAULTS)
+    // See RunImageExport.
+#ifdef PAX_FUZZ_FAULTS
+    RunImageExport(in, true);
+#else
+    RunImageExport(in, false);
+#endif
+#elif defined(PAX_FUZZ_BUFFER)
+    // [source model] [destination model] [flags] [source bytes...]; flags: 1 in
+    // place, 2 progress, 4 owner, 8 the count negated, 16 null source, 32 null
+    // destination. Buffers are exactly as long as the count implies.
+    Setup();
+    const int from = static_cast<int8_t>(in.U8()), to = static_cast<int8_t>(in.U8());
+    const uint8_t f = in.U8();
+    const size_t n = in.n;
+    const size_t dn = to == MODEL_CMYK && from != MODEL_CMYK ? n / 3 * 4
+                    : from == MODEL_CMYK && to != MODEL_CMYK ? n / 4 * 3 : n;
+    const bool inPlace = f & 1;
+    std::vector<BYTE> source(in.p, in.p + n);
+    BYTE *src = new BYTE[inPlace ? std::max(n, dn) : n];
+    BYTE *dst = inPlace ? src : new BYTE[dn];
+    std::copy(source.begin(), source.end(), src);
+    if (!inPlace) std::fill(dst, dst + dn, BYTE{0x5A});
+    const int count = f & 8 ? -static_cast<int>(n) : static_cast<int>(n);
+    int r = ConvertColorSpace(f & 16 ? nullptr : src, f & 32 ? nullptr : dst, count, from, to, f & 2,
+                              f & 4 ? OwnerWindow() : nullptr);
+    DWORD code = GetLastColorConvertError();
+    const bool models = from >= 1 && from <= 9 && to >= 1 && to <= 9;
+    const int ps = from == MODEL_CMYK ? 4 : 3, pd = to == MODEL_CMYK ? 4 : 3;
+    if (!models) Require(r == -1 && code == CCE_BADMODEL, "bad model not refused");
+    else if (count < 1 || (f & 48)) Require(r == -1 && code == CCE_BADARGUMENT, "bad argument not refused");
+    else if (from != to && n % ps) Require(r == -1 || r == count, "partial pixel: neither refused nor done");
+    else Require(r == count && code == CCE_NONE, "a valid conversion failed");
+    if (r == count && count > 0 && !inPlace) {
+        if (from == to) Require(std::equal(source.begin(), source.end(), dst), "same model: not a copy");
+        pax::Conversion c = pax::FindConversion(from, to);
+        for (size_t i = 0; from != to && i + ps <= n; i += ps) {
+            BYTE want[4];
+            if (c.toThree) c.toThree(want, &source[i]);
+            else {
+                CMYKQUAD q = c.toCmyk(&source[i]);
+                std::memcpy(want, &q, 4);
+            }
+            Require(std::memcmp(want, dst + i / ps * pd, pd) == 0, "a pixel differs from its value conversion");
+        }
+    }
+    if (!inPlace) Require(std::equal(source.begin(), source.end(), src), "the source buffer changed");
+    Require(!GetThreadState()->progressDialog && IsWindowEnabled(OwnerWindow()), "a dialog was left open");
+    if (!inPlace) delete[] dst;
+    delete[] src;
+#elif defined(PAX_FUZZ_FILTER_FILE)
+    // [kernel size] [flags: 1 new image, 2 weighted intensity, 4 progress]
+    // [width - 1] [height - 1] [the filter file's bytes...]
+    Setup();
+    const short n = static_cast<int8_t>(in.U8());
+    const uint8_t f = in.U8();
+    const int w = 1 + in.U8() % 32, h = 1 + in.U8() % 32, stride = (w * 3 + 3) / 4 * 4;
+    std::vector<uint8_t> dib(40 + static_cast<size_t>(stride) * h);
+    BITMAPINFOHEADER hd = {40, w, h, 1, 24, 0, 0, 0, 0, 0, 0};
+    std::memcpy(dib.data(), &hd, sizeof hd);
+    for (size_t i = 40; i < dib.size(); ++i) dib[i] = static_cast<uint8_t>(i * 37 + (i >> 5));
+    Args g;
+    g.a[0] = f & 2 ? 1 : 0;
+    g.a[1] = CONV_FILE;
+    g.a[2] = n;
+    g.mode = f & 4 ? 1 : 0;
+    g.filterFile = WriteScratchFile(in.p, in.n);
+    HGLOBAL image = MakeBlock(dib.data(), dib.size(), 0, false);
+    Outcome o = CheckedInvoke(f & 1 ? kConvolveNew : kConvolveInPlace, image, g);
+    Require(o.errorCode != 12345, "the convolution left its status variable alone");
+    GlobalFree(image);
+#elif defined(PAX_FUZZ_VALUES)
+    // [conversion] [4 source bytes]: the result once into its own buffer
+    // followed by canaries, once in place; the source exactly 3 or 4 bytes.
+    const pax::ConversionEntry &c = pax::kConversions[in.U8() % pax::kConversionCount];
+    const size_t sn = c.fromModel == MODEL_CMYK ? 4 : 3;
+    BYTE value[4] = {in.U8(), in.U8(), in.U8(), in.U8()};
+    BYTE *src = new BYTE[sn], *dst = new BYTE[11], *both = new BYTE[sn + 8];
+    std::memcpy(src, value, sn);
+    std::memcpy(both, value, sn);
+    std::memset(dst, 0xA5, 11);
+    std::memset(both + sn, 0xA5, 8);
+    if (c.fn.toThree) {
+        Require(c.fn.toThree(dst, src) == dst && c.fn.toThree(both, both) == both, c.name, "returned another pointer");
+        Require(std::memcmp(dst, both, 3) == 0, c.name, "differs in place");
+        Require(sn == 3 || both[3] == value[3], c.name, "wrote a fourth byte in place");
+    } else {
+        CMYKQUAD q = c.fn.toCmyk(src);
+        std::memcpy(dst, &q, 4);
+        q = c.fn.toCmyk(src);
+        Require(std::memcmp(dst, &q, 4) == 0, c.name, "differs between two calls");
+    }
+    for (size_t i = c.fn.toCmyk ? 4 : 3; i < 11; ++i) Require(dst[i] == 0xA5, c.name, "wrote past its value");
+    for (size_t i = sn; i < sn + 8; ++i) Require(both[i] == 0xA5, c.name, "wrote past its value in place");
+    Require(std::memcmp(src, value, sn) == 0, c.name, "changed its source");
+    delete[] src;
+    delete[] dst;
+    delete[] both;
+#endif
+    return 0;
+}
