@@ -8,10 +8,8 @@ BYTE *PAXCALL RGBtoHSI(BYTE *dst, const BYTE *src) {
     const double max = maxByte, min = minByte;
     const double l = (max + min) * 0.5;
     if (max == min) return pax::Store3(dst, pax::kGreyHue, 0, pax::ClampToByte(l));
-    const double d = max - min;
-    const double s = l <= 127.5 ? d / (max + min) : d / (510 - (max + min));
     const BYTE h = pax::HueByte(r, g, b, maxByte, maxByte - minByte);
-    return pax::Store3(dst, h, pax::ClampToByte(s * 255), pax::ClampToByte(l));
+    return pax::Store3(dst, h, pax::HsiSaturation(maxByte, maxByte - minByte), pax::ClampToByte(l));
 }
 
 namespace pax {

@@ -8,11 +8,10 @@ BYTE *PAXCALL RGBtoHSV(BYTE *dst, const BYTE *src) {
     const int r = src[0], g = src[1], b = src[2];
     const int max = pax::Max3(r, g, b), min = pax::Min3(r, g, b);
     if (max == 0) return pax::Store3(dst, pax::kGreyHue, 0, 0);
-    const int d = max - min;
-    const double s = static_cast<double>(d) / max;
-    if (s == 0) return pax::Store3(dst, pax::kGreyHue, 0, static_cast<BYTE>(max));
+    const int d = max - min; // S = d / max is 0 exactly when d is
+    if (d == 0) return pax::Store3(dst, pax::kGreyHue, 0, static_cast<BYTE>(max));
     const BYTE h = pax::HueByte(r, g, b, max, d);
-    return pax::Store3(dst, h, pax::ClampToByte(s * 255), static_cast<BYTE>(max));
+    return pax::Store3(dst, h, pax::HsvSaturation(max, d), static_cast<BYTE>(max));
 }
 
 namespace pax {

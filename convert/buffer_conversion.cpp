@@ -15,10 +15,14 @@
 // still returns count.
 #include "convert_internal.h"
 
+#include "conversion_runs.h"
 #include "conversion_table.h"
 #include "pixel_value.h"
 #include "progress.h"
+#include "reference.h"
 #include "thread_state.h"
+
+#include <cstdint>
 
 namespace pax {
 
@@ -34,6 +38,20 @@ WalkGeometry BufferGeometry(int count, int model) {
     g.rowBytes = count;
     g.pixelBytes = BufferPixelBytes(model);
     return g;
+}
+
+// The run function of the pair, or null where the pixels go one by one through
+// the single-value conversion: when the straightforward code is asked for, and
+// when the buffers overlap other than exactly in place with pixels that do not
+// grow (where the one-by-one order is what the caller sees).
+RunFn BufferRun(const BYTE *source, BYTE *destination, int count, int from, int to) {
+    if (UseReferencePaths()) return nullptr;
+    const int inStep = RunSourceStep(from, RunLayout::Buffer), outStep = RunDestinationStep(to, RunLayout::Buffer);
+    const auto s = reinterpret_cast<uintptr_t>(source), d = reinterpret_cast<uintptr_t>(destination);
+    const uintptr_t pixels = static_cast<uintptr_t>(count / inStep);
+    const bool apart = d + pixels * outStep <= s || s + static_cast<uintptr_t>(count) <= d;
+    if (!apart && !(s == d && outStep <= inStep)) return nullptr;
+    return FindRun(from, to, RunLayout::Buffer);
 }
 
 // Same model: a byte copy of count bytes, first to last, with no dialog.
@@ -62,10 +80,14 @@ int ConvertCMYKBuffer(WalkKind kind, const BYTE *source, BYTE *destination, int 
         Fail(state, CCE_NOPROGRESS);
         return -1;
     }
-    auto convert = [&](int64_t i, int64_t, int64_t column) {
-        PixelValue cmyk;
-        SetValue(cmyk, source[i], source[i + 1], source[i + 2], source[i + 3]);
-        toThree(destination + column * 3, cmyk.bytes);
+    const RunFn run = BufferRun(source, destination, count, MODEL_CMYK, destinationModel);
+    auto convert = [&](int64_t i, int64_t, int64_t column, int64_t n) {
+        if (run) return run(source + i, destination + column * 3, n);
+        for (; n > 0; --n, i += 4, ++column) {
+            PixelValue cmyk;
+            SetValue(cmyk, source[i], source[i + 1], source[i + 2], source[i + 3]);
+            toThree(destination + column * 3, cmyk.bytes);
+        }
     };
     return static_cast<int>(Walk(kind, state, progress, BufferGeometry(count, MODEL_CMYK), convert));
 }
@@ -101,29 +123,36 @@ int ConvertColorSpaceWith(WalkKind kind, const BYTE *source, BYTE *destination, 
         return -1;
     }
     const WalkGeometry geometry = BufferGeometry(count, sourceModel);
+    const RunFn run = BufferRun(source, destination, count, sourceModel, destinationModel);
     int64_t walked;
     if (conversion.toCmyk) {
         // Into CMYK: 4 result bytes at i div 3 x 4, in the order C, M, Y, K.
         const ToCMYK toCmyk = conversion.toCmyk;
-        auto convert = [&](int64_t i, int64_t, int64_t column) {
-            PixelValue value;
-            SetValue(value, source[i], source[i + 1], source[i + 2]);
-            const CMYKQUAD q = toCmyk(value.bytes);
-            BYTE *d = destination + column * 4;
-            d[0] = q.c;
-            d[1] = q.m;
-            d[2] = q.y;
-            d[3] = q.k;
+        auto convert = [&](int64_t i, int64_t, int64_t column, int64_t n) {
+            if (run) return run(source + i, destination + column * 4, n);
+            for (; n > 0; --n, i += 3, ++column) {
+                PixelValue value;
+                SetValue(value, source[i], source[i + 1], source[i + 2]);
+                const CMYKQUAD q = toCmyk(value.bytes);
+                BYTE *d = destination + column * 4;
+                d[0] = q.c;
+                d[1] = q.m;
+                d[2] = q.y;
+                d[3] = q.k;
+            }
         };
         walked = Walk(kind, state, progress, geometry, convert);
     } else {
         // Between 3-component models: 3 result bytes at i. The value is read
         // before anything is written, so the buffers may be the same.
         const ToThree toThree = conversion.toThree;
-        auto convert = [&](int64_t i, int64_t, int64_t) {
-            PixelValue value;
-            SetValue(value, source[i], source[i + 1], source[i + 2]);
-            toThree(destination + i, value.bytes);
+        auto convert = [&](int64_t i, int64_t, int64_t, int64_t n) {
+            if (run) return run(source + i, destination + i, n);
+            for (; n > 0; --n, i += 3) {
+                PixelValue value;
+                SetValue(value, source[i], source[i + 1], source[i + 2]);
+                toThree(destination + i, value.bytes);
+            }
         };
         walked = Walk(kind, state, progress, geometry, convert);
     }

@@ -24,10 +24,12 @@
 //   CCE_NOMEMORY.
 #include "convert_internal.h"
 
+#include "conversion_runs.h"
 #include "conversion_table.h"
 #include "dib.h"
 #include "pixel_value.h"
 #include "progress.h"
+#include "reference.h"
 #include "thread_state.h"
 
 #include <cstring>
@@ -81,15 +83,19 @@ HDIB ConvertCMYKImage(WalkKind kind, HDIB image, int destinationModel, int showP
     const BYTE *s = in.pixels;
     BYTE *d = out.pixels;
     const int64_t outStride = out.stride;
-    auto convert = [&](int64_t i, int64_t row, int64_t column) {
-        PixelValue cmyk;
-        SetValue(cmyk, s[i + 3], s[i + 2], s[i + 1], s[i]);
-        BYTE value[3];
-        toThree(value, cmyk.bytes);
-        BYTE *p = d + column * 3 + row * outStride;
-        p[0] = value[2];
-        p[1] = value[1];
-        p[2] = value[0];
+    const RunFn run = UseReferencePaths() ? nullptr : FindRun(MODEL_CMYK, destinationModel, RunLayout::Image);
+    auto convert = [&](int64_t i, int64_t row, int64_t column, int64_t n) {
+        if (run) return run(s + i, d + column * 3 + row * outStride, n);
+        for (; n > 0; --n, i += 4, ++column) {
+            PixelValue cmyk;
+            SetValue(cmyk, s[i + 3], s[i + 2], s[i + 1], s[i]);
+            BYTE value[3];
+            toThree(value, cmyk.bytes);
+            BYTE *p = d + column * 3 + row * outStride;
+            p[0] = value[2];
+            p[1] = value[1];
+            p[2] = value[0];
+        }
     };
     Walk(kind, state, progress, ImageGeometry(in, 4), convert);
     dialog.Close();
@@ -143,33 +149,41 @@ HDIB ConvertDIBColorSpaceWith(WalkKind kind, HDIB image, int sourceModel, int de
     const BYTE *s = in.pixels;
     BYTE *d = out.pixels;
     const WalkGeometry geometry = ImageGeometry(in, bits / 8);
+    const RunFn run = UseReferencePaths() ? nullptr
+                      : FindRun(sourceModel, destinationModel, bits == 32 ? RunLayout::Image32 : RunLayout::Image);
     if (intoCmyk) {
         // 4 bytes K, Y, M, C at (column + row x width) x 4 of the 32-bit result.
         const ToCMYK toCmyk = conversion.toCmyk;
         const int64_t width = in.width;
-        auto convert = [&](int64_t i, int64_t row, int64_t column) {
-            PixelValue value;
-            SetValue(value, s[i + 2], s[i + 1], s[i]);
-            const CMYKQUAD q = toCmyk(value.bytes);
-            BYTE *p = d + (column + row * width) * 4;
-            p[0] = q.k;
-            p[1] = q.y;
-            p[2] = q.m;
-            p[3] = q.c;
+        auto convert = [&](int64_t i, int64_t row, int64_t column, int64_t n) {
+            if (run) return run(s + i, d + (column + row * width) * 4, n);
+            for (; n > 0; --n, i += bits / 8, ++column) {
+                PixelValue value;
+                SetValue(value, s[i + 2], s[i + 1], s[i]);
+                const CMYKQUAD q = toCmyk(value.bytes);
+                BYTE *p = d + (column + row * width) * 4;
+                p[0] = q.k;
+                p[1] = q.y;
+                p[2] = q.m;
+                p[3] = q.c;
+            }
         };
         Walk(kind, state, progress, geometry, convert);
     } else {
         // 3 bytes, reversed, at the same place in the copy; padding bytes and
         // the fourth byte of a 32-bit pixel keep the source's values.
         const ToThree toThree = conversion.toThree;
-        auto convert = [&](int64_t i, int64_t, int64_t) {
-            PixelValue value;
-            SetValue(value, s[i + 2], s[i + 1], s[i]);
-            BYTE converted[3];
-            toThree(converted, value.bytes);
-            d[i] = converted[2];
-            d[i + 1] = converted[1];
-            d[i + 2] = converted[0];
+        auto convert = [&](int64_t i, int64_t, int64_t, int64_t n) {
+            if (run) return run(s + i, d + i, n);
+            for (; n > 0; --n, i += bits / 8) {
+                PixelValue value;
+                SetValue(value, s[i + 2], s[i + 1], s[i]);
+                BYTE converted[3];
+                toThree(converted, value.bytes);
+                d[i] = converted[2];
+                d[i + 1] = converted[1];
+                d[i + 2] = converted[0];
+            }
         };
         Walk(kind, state, progress, geometry, convert);
     }

@@ -21,6 +21,8 @@
 #include "convert_internal.h"
 
 #include "dib.h"
+#include "plane_shuffle.h"
+#include "reference.h"
 #include "thread_state.h"
 
 #include <cstring>
@@ -38,6 +40,16 @@ constexpr int kMaxChannels = 4;
 void FillChannels(const DibLayout &in, BYTE *const outPixels[], int n) {
     const int64_t pixelBytes = n; // 3 at 24 bits, 4 at 32 bits
     if (in.empty()) return;       // no row is walked for no columns
+    if (n == 3 && !UseReferencePaths()) {
+        // A row at a time with byte shuffles.
+        const SpreadFn spread = Shuffles().spread;
+        for (int64_t row = 0; row < in.height; ++row) {
+            const int64_t at = row * in.stride;
+            spread(in.pixels + at, outPixels[0] + at, outPixels[1] + at, outPixels[2] + at,
+                   static_cast<int>(in.width));
+        }
+        return;
+    }
     for (int64_t row = 0; row < in.height; ++row) {
         const int64_t rowStart = row * in.stride;
         for (int64_t x = 0; x < in.width; ++x) {

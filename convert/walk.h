@@ -45,8 +45,10 @@ inline bool PixelBeginsAt(const WalkGeometry &g, int64_t i) {
     return c % g.pixelBytes == 0 && c + g.pixelBytes <= g.rowBytes;
 }
 
-// Converts every pixel whose first unit lies in [from, to), in storage order.
-// convert(unit, row, column).
+// Converts every pixel whose first unit lies in [from, to), in storage order,
+// a run of consecutive pixels of one row at a time:
+// convert(unit, row, column, count) converts the `count` pixels that begin at
+// unit, unit + pixelBytes, ..., the first of them in the given row and column.
 template <class Convert>
 void ConvertUnitRange(const WalkGeometry &g, int64_t from, int64_t to, Convert &convert) {
     if (from >= to) return;
@@ -55,8 +57,8 @@ void ConvertUnitRange(const WalkGeometry &g, int64_t from, int64_t to, Convert &
     const int64_t lastStart = g.rowBytes - g.pixelBytes; // last pixel start in a row
     for (int64_t rowStart = row * g.stride; rowStart < to; rowStart += g.stride, ++row, column = 0) {
         const int64_t end = std::min(to - rowStart - 1, lastStart); // inclusive
-        for (int64_t c = column * g.pixelBytes; c <= end; c += g.pixelBytes, ++column)
-            convert(rowStart + c, row, column);
+        const int64_t first = column * g.pixelBytes;
+        if (first <= end) convert(rowStart + first, row, column, (end - first) / g.pixelBytes + 1);
     }
 }
 
@@ -67,7 +69,7 @@ int64_t WalkBytes(ThreadState *state, bool progress, const WalkGeometry &g, Conv
     for (; i < g.total; ++i) {
         if (state->cancelled) break;
         if (ProgressDue(state, progress, i)) StepProgress();
-        if (PixelBeginsAt(g, i)) convert(i, i / g.stride, (i % g.stride) / g.pixelBytes);
+        if (PixelBeginsAt(g, i)) convert(i, i / g.stride, (i % g.stride) / g.pixelBytes, int64_t{1});
     }
     return i;
 }

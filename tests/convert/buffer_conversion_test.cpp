@@ -115,12 +115,9 @@ void ExpectEachPixelConverted(int from, int to, int count, uint32_t seed) {
         EXPECT_EQ(dst[k], 0xC3) << "byte " << k << " past the whole pixels";
 }
 
-TEST(ConvertColorSpace, EveryPairConvertsEachPixelWithItsConversion) {
-    int pairs = 0;
-    for (const pax::ConversionEntry &e : pax::kConversions)
-        ExpectEachPixelConverted(e.fromModel, e.toModel, 97 * BufferBytes(e.fromModel),
-                                 1000u + pairs++);
-    EXPECT_EQ(pairs, 72);
+// Counts that end in a partial pixel or hold none; every pair at whole pixels
+// is in the model-pair digest.
+TEST(ConvertColorSpace, PartialPixelsAreWalkedButNotConverted) {
     const int partial[][3] = {{MODEL_RGB, MODEL_HSV, 8},   {MODEL_RGB, MODEL_CMYK, 7},
                               {MODEL_RGB, MODEL_CMYK, 2},  {MODEL_CMYK, MODEL_RGB, 10},
                               {MODEL_CMYK, MODEL_LAB, 3},  {MODEL_YIQ, MODEL_XYZ, 1}};

@@ -141,22 +141,6 @@ TEST(ConvertDIBColorSpace, PaddingIsNeverReadAsAPixelAndKeepsItsValue) {
     GlobalFree(image);
 }
 
-// Every ordered pair through the image path, on images with odd widths so
-// that rows are padded, every pixel checked.
-TEST(ConvertDIBColorSpace, EveryPairConvertsEachPixelWithItsConversion) {
-    int pairs = 0;
-    for (const pax::ConversionEntry &e : pax::kConversions) {
-        SCOPED_TRACE(e.name);
-        for (int width : {1, 2, 3, 5, 7}) {
-            HGLOBAL image = MakeModelImage(e.fromModel, width, 3, 77u * pairs + width);
-            GlobalFree(Converted(image, e.fromModel, e.toModel));
-            GlobalFree(image);
-        }
-        ++pairs;
-    }
-    EXPECT_EQ(pairs, 72);
-}
-
 // Sources that are not plain 24-bit images: 32 bits of a three-component
 // model (walked at four bytes), a colour-table count (copies keep the table,
 // new results start their pixels right after the header), and no columns.

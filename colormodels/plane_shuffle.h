@@ -1,0 +1,24 @@
+// 3-byte pixels to three planes and back (plane k holds byte k of each
+// pixel), picked once for the processor.
+#ifndef PAX_PLANE_SHUFFLE_H
+#define PAX_PLANE_SHUFFLE_H
+
+#include "paximage.h"
+
+namespace pax {
+
+using SplitFn = void (*)(const BYTE *src, BYTE *c0, BYTE *c1, BYTE *c2, int n);
+using JoinFn = void (*)(const BYTE *c0, const BYTE *c1, const BYTE *c2, BYTE *dst, int n);
+// Channel splitting: every byte of pixel p of output k gets byte 2 - k of
+// source pixel p.
+using SpreadFn = void (*)(const BYTE *src, BYTE *o0, BYTE *o1, BYTE *o2, int n);
+struct PlaneShuffles {
+    SplitFn split;
+    JoinFn join;
+    SpreadFn spread;
+};
+const PlaneShuffles &Shuffles();
+
+} // namespace pax
+
+#endif
