@@ -1,10 +1,23 @@
 #!/usr/bin/env bash
-# Installs what building and testing PaxImage needs on Debian 12: the native
-# toolchain with GoogleTest and Google Benchmark, mingw-w64 for the Windows DLL,
-# Wine and Xvfb to run it, and stb for the command-line tool.
+# Installs the Debian 12 packages that a job needs, and nothing more:
+#   scripts/install-deps.sh linux      build the library, paximg and the Linux tests
+#   scripts/install-deps.sh install    + pkg-config, for the install test's host programs
+#   scripts/install-deps.sh windows    + mingw-w64, Wine, Xvfb and llvm-dlltool, for the DLL
+#   scripts/install-deps.sh bench      + Google Benchmark
+# Several groups may be named at once; none means linux.
 set -euo pipefail
-packages=(build-essential cmake ninja-build libgtest-dev libbenchmark-dev libstb-dev
-          g++-mingw-w64-x86-64-posix wine64 xvfb xauth)
+declare -A groups=(
+    [linux]="build-essential cmake ninja-build libgtest-dev libstb-dev"
+    [install]="pkgconf"
+    [windows]="g++-mingw-w64-x86-64-posix wine64 xvfb xauth llvm"
+    [bench]="libbenchmark-dev"
+)
+packages=()
+for group in linux "$@"; do
+    [ -n "${groups[$group]+set}" ] || { echo "install-deps.sh: unknown group '$group'" >&2; exit 2; }
+    read -r -a more <<<"${groups[$group]}"
+    packages+=("${more[@]}")
+done
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

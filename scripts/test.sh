@@ -3,7 +3,7 @@
 # Windows DLL with its tests under Wine (with a virtual display for dialogs).
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/install-deps.sh
+scripts/install-deps.sh linux install windows
 jobs=$(nproc)
 for preset in linux linux-asan windows; do
     echo "== $preset =="
