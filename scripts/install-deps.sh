@@ -2,14 +2,15 @@
 # Installs the Debian 12 packages that a job needs, and nothing more:
 #   scripts/install-deps.sh linux      build the library, paximg and the Linux tests
 #   scripts/install-deps.sh install    + pkg-config, for the install test's host programs
-#   scripts/install-deps.sh windows    + mingw-w64, Wine, Xvfb and llvm-dlltool, for the DLL
+#   scripts/install-deps.sh windows    + mingw-w64, Wine, Xvfb, and llvm, clang and lld for
+#                                      the import library and the link test
 #   scripts/install-deps.sh bench      + Google Benchmark
 # Several groups may be named at once; none means linux.
 set -euo pipefail
 declare -A groups=(
     [linux]="build-essential cmake ninja-build libgtest-dev libstb-dev"
     [install]="pkgconf"
-    [windows]="g++-mingw-w64-x86-64-posix wine64 xvfb xauth llvm"
+    [windows]="g++-mingw-w64-x86-64-posix wine64 xvfb xauth llvm clang lld"
     [bench]="libbenchmark-dev"
 )
 packages=()

@@ -30,9 +30,17 @@ if [ "$platform" = windows ]; then
     run="$build/wine-run.sh"
     exe=.exe
     def="$source/resources/PAXIMGUser.def"
-    exports=$(grep -cE '^[[:space:]]+[A-Za-z_][A-Za-z_0-9]*[[:space:]]+@[0-9]+' "$def")
-    listed=$(llvm-nm "$prefix/lib/PAXIMGUser.lib" | grep -c ' T ' || true)
-    expect "PAXIMGUser.lib lists the $exports exports" "$listed" "$exports"
+    # Every name of the module definition, and nothing else, is imported.
+    grep -E '^[[:space:]]+[A-Za-z_][A-Za-z_0-9]*[[:space:]]+@[0-9]+' "$def" | awk '{print $1}' | sort >"$work/def"
+    llvm-nm "$prefix/lib/PAXIMGUser.lib" | sed -n 's/.* T __imp_//p' | sort >"$work/lib"
+    expect "PAXIMGUser.lib lists the $(wc -l <"$work/def") exports" "$(diff "$work/def" "$work/lib" && wc -l <"$work/lib")" "93"
+    # A host linked by an MSVC-compatible linker against PAXIMGUser.lib.
+    clang --target=x86_64-pc-windows-msvc -O1 -c "$source/tests/tools/install_host/msvc_host.c" -o "$work/msvc_host.obj"
+    lld-link /nologo /entry:mainCRTStartup /subsystem:console /nodefaultlib /out:"$work/msvc_host.exe" \
+        "$work/msvc_host.obj" "$prefix/lib/PAXIMGUser.lib" /usr/x86_64-w64-mingw32/lib/libkernel32.a
+    status=0
+    "$run" "$work/msvc_host.exe" || status=$?
+    expect "host linked with lld-link against PAXIMGUser.lib" "$status" 42
 else
     cc="${CC:-cc}"
     toolchain=""
