@@ -338,33 +338,21 @@ Dib NewDib(int width, int height, int bits, uint32_t entries) {
     const size_t stride = RowStride(width, bits);
     const uint64_t size = 40 + (uint64_t)entries * 4 + (uint64_t)stride * (uint64_t)height;
     if (size > kMaxBlock) Fail("image too large for memory");
-    Dib dib(GlobalAlloc(GHND, (SIZE_T)size));
-    if (!dib) Fail("out of memory for a " + std::to_string(width) + " x " + std::to_string(height) + " image");
-    auto *bi = static_cast<BITMAPINFOHEADER *>(GlobalLock(dib.get()));
-    if (!bi) Fail("cannot lock a new image block");
-    bi->biSize = 40;
-    bi->biWidth = width;
-    bi->biHeight = height;
-    bi->biPlanes = 1;
-    bi->biBitCount = (WORD)bits;
-    bi->biCompression = 0;
-    bi->biSizeImage = (DWORD)(stride * (size_t)height);
-    bi->biXPelsPerMeter = bi->biYPelsPerMeter = 2835; // 72 dots per inch
-    bi->biClrUsed = (bits <= 8 && entries != (1u << bits)) ? entries : 0;
-    GlobalUnlock(dib.get());
-    return dib;
+    try {
+        Dib dib = pax::Image::Create(width, height, bits, entries);
+        {
+            pax::Lock lock(dib.get());
+            lock.header().biXPelsPerMeter = lock.header().biYPelsPerMeter = 2835; // 72 dots per inch
+        }
+        return dib;
+    } catch (const pax::Error &) {
+        Fail("out of memory for a " + std::to_string(width) + " x " + std::to_string(height) + " image");
+    }
 }
 
-DibView::DibView(HGLOBAL block) : block_(block) {
-    if (!block) Fail("no image");
-    const SIZE_T size = GlobalSize(block);
-    base_ = static_cast<uint8_t *>(GlobalLock(block));
-    if (!base_) Fail("cannot lock the image block");
-    auto bad = [&](const char *why) {
-        GlobalUnlock(block_);
-        base_ = nullptr;
-        Fail(std::string("the image block is not a valid packed DIB: ") + why);
-    };
+DibView::DibView(HGLOBAL block) : lock_(block), base_(lock_.data()) {
+    const SIZE_T size = lock_.blockSize();
+    auto bad = [&](const char *why) { Fail(std::string("the image block is not a valid packed DIB: ") + why); };
     if (size < 40) bad("smaller than its header");
     const BITMAPINFOHEADER &bi = Header();
     if (bi.biSize != 40) bad("header size is not 40");
@@ -378,10 +366,6 @@ DibView::DibView(HGLOBAL block) : block_(block) {
     used_ = 40 + (size_t)entries_ * 4 + stride_ * (size_t)bi.biHeight;
     if (used_ > size) bad("smaller than its header declares");
     pixels_ = base_ + 40 + (size_t)entries_ * 4;
-}
-
-DibView::~DibView() {
-    if (base_) GlobalUnlock(block_);
 }
 
 void DibView::PixelRGB(int x, int y, uint8_t rgb[3]) const {

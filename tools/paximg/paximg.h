@@ -60,7 +60,6 @@ using Dib = pax::Image;
 class DibView {
 public:
     explicit DibView(HGLOBAL block);
-    ~DibView();
     DibView(const DibView &) = delete;
     DibView &operator=(const DibView &) = delete;
 
@@ -80,8 +79,8 @@ public:
     void PixelRGB(int x, int y, uint8_t rgb[3]) const;
 
 private:
-    HGLOBAL block_;
-    uint8_t *base_ = nullptr;
+    pax::Lock lock_;
+    uint8_t *base_;
     uint8_t *pixels_ = nullptr;
     uint32_t entries_ = 0;
     size_t stride_ = 0;
