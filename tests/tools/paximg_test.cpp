@@ -501,6 +501,12 @@ TEST_F(Paximg, ReadsEveryInputFormat) {
         f.insert(f.end(), data.begin(), data.end());
         return f;
     };
+    // 32-bit bit fields: R, G, B masks after a 40-byte header, pixels after them.
+    Bytes fields = BmpFile(MakeDib(kW, kH, 32, {}, [](int x, int y) { return Bgr(TestColour(x, y)); }));
+    const Bytes masks = {0, 0, 0xFF, 0, 0, 0xFF, 0, 0, 0xFF, 0, 0, 0};
+    fields.insert(fields.begin() + 54, masks.begin(), masks.end());
+    Put(&fields[10], 54 + 12);
+    Put(&fields[14 + 16], 3);
     struct Case {
         std::string name;
         Bytes file;
@@ -514,6 +520,7 @@ TEST_F(Paximg, ReadsEveryInputFormat) {
         {"d32.bmp", BmpFile(MakeDib(kW, kH, 32, {}, [](int x, int y) { return Bgr(TestColour(x, y)) | 0x7Fu << 24; })),
          TestColour},
         {"topdown.bmp", BmpFile(topDown), TestColour},
+        {"fields.bmp", fields, TestColour},
         {"core.bmp", core, [](int x, int) { return x == 0 ? Rgb{0, 0, 255} : Rgb{255, 0, 0}; }},
         {"rle8.bmp", rle(8), [&](int x, int y) { return table16[rleIndex(x, y)]; }},
         {"rle4.bmp", rle(4), [&](int x, int y) { return table16[rleIndex(x, y)]; }},
