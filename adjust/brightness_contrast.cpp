@@ -17,7 +17,6 @@
 #include "dib.h"
 #include "param_dialog.h"
 #include "thread_state.h"
-#include "tone_layout.h"
 
 #include <cstring>
 
@@ -42,23 +41,21 @@ void BuildToneTable(int brightness, int contrast, ToneTable table) {
     }
 }
 
-bool DepthAdjusted(int bits) { return bits == 4 || bits == 8 || bits == 24; }
-
 // Header checks in their fixed order; IMS_OK when the image can be adjusted.
-DWORD CheckHeader(const BlockLock &image, ToneLayout *layout, int64_t *pixelBytes) {
-    if (image.size() < kDibHeaderSize) return IMS_BADPARAM;
-    const auto *h = reinterpret_cast<const BITMAPINFOHEADER *>(image.data());
-    if (h->biSize != kDibHeaderSize) return IMS_BADPARAM;
-    if (h->biCompression != BI_RGB) return IMS_COMPRESSED;
-    if (!DepthAdjusted(h->biBitCount)) return IMS_BADDEPTH;
-    if (h->biWidth == 0 || h->biHeight == 0) return IMS_EMPTYIMAGE;
-    if (!LocateToneRows(image.data(), image.size(), h->biBitCount, layout)) return IMS_BADPARAM;
-    // Pixel-data size: biSizeImage, or the rows' size when it is 0. It must
-    // cover the rows and lie in the block, and it goes into the result.
-    int64_t size = h->biSizeImage != 0 ? static_cast<int64_t>(h->biSizeImage) : layout->imageSize;
-    int64_t room = static_cast<int64_t>(image.size()) - (layout->pixels - image.data());
-    if (size < layout->imageSize || size > room || size > 0xFFFFFFFFll) return IMS_BADPARAM;
-    *pixelBytes = size;
+// The pixel-data size is biSizeImage, or the rows' size when it is 0: it must
+// cover the rows and lie in the block, and it goes into the result.
+PaxImageStatus CheckHeader(const BlockLock &image, DibLayout *layout) {
+    LayoutRules rules;
+    rules.depths = uint64_t{1} << 4 | uint64_t{1} << 8 | uint64_t{1} << 24;
+    rules.topDown = true;
+    rules.sizeImage = SizeImageRule::InsideBlock;
+    *layout = LocateImage(image.data(), image.size(), rules);
+    const DibLayout &l = *layout;
+    if (!l.header || !l.infoHeader) return IMS_BADPARAM;
+    if (l.header->biCompression != BI_RGB) return IMS_COMPRESSED;
+    if (!l.depthAccepted) return IMS_BADDEPTH;
+    if (l.width == 0 || l.heightField == 0) return IMS_EMPTYIMAGE;
+    if (!l.ok() || l.sizeImage > 0xFFFFFFFFll) return IMS_BADPARAM;
     return IMS_OK;
 }
 
@@ -73,7 +70,7 @@ HGLOBAL AllocateResult(int64_t bytes) {
 
 // Palette images: the table's blue, green and red bytes through T; the fourth
 // byte and the pixel indices unchanged.
-void AdjustPalette(const ToneLayout &src, BYTE *dstTable, BYTE *dstPixels, int64_t pixelBytes,
+void AdjustPalette(const DibLayout &src, BYTE *dstTable, BYTE *dstPixels, int64_t pixelBytes,
                    const ToneTable t) {
     const BYTE *table = reinterpret_cast<const BYTE *>(src.header) + kDibHeaderSize;
     for (int64_t e = 0; e < src.tableEntries; ++e) {
@@ -89,9 +86,9 @@ void AdjustPalette(const ToneLayout &src, BYTE *dstTable, BYTE *dstPixels, int64
 
 // 24-bit images: the first 3 x width bytes of every row through T; the
 // padding of the zero-filled result stays zero.
-void AdjustRows(const ToneLayout &src, BYTE *dstPixels, const ToneTable t) {
+void AdjustRows(const DibLayout &src, BYTE *dstPixels, const ToneTable t) {
     int64_t bytes = 3 * src.width;
-    for (int64_t r = 0; r < src.rows; ++r) {
+    for (int64_t r = 0; r < src.height; ++r) {
         const BYTE *from = src.pixels + r * src.stride;
         BYTE *to = dstPixels + r * src.stride;
         for (int64_t i = 0; i < bytes; ++i) to[i] = t[from[i]];
@@ -100,58 +97,39 @@ void AdjustRows(const ToneLayout &src, BYTE *dstPixels, const ToneTable t) {
 
 HDIB BrightnessContrast(HDIB hDib, short brightness, short contrast, int showDialog,
                         ThreadState *state) {
-    if (!hDib) {
-        state->imageStatus = IMS_BADPARAM;
-        return nullptr;
-    }
+    if (!hDib) return Fail(state, IMS_BADPARAM);
     BlockLock image(hDib);
-    if (!image) {
-        state->imageStatus = IMS_LOCKFAILED;
-        return nullptr;
-    }
-    ToneLayout src;
-    int64_t pixelBytes = 0;
-    if (DWORD code = CheckHeader(image, &src, &pixelBytes)) {
-        state->imageStatus = code;
-        return nullptr;
-    }
+    if (!image) return Fail(state, IMS_LOCKFAILED);
+    DibLayout src;
+    if (PaxImageStatus code = CheckHeader(image, &src)) return Fail(state, code);
 
     if (showDialog &&
         RunParamDialog("CONTRASTUI", hDib, &brightness, &contrast) == DialogOutcome::Cancelled)
         return nullptr;
     // The range is checked after the dialog, so the dialog's values are too.
-    if (!InRange(brightness) || !InRange(contrast)) {
-        state->imageStatus = IMS_BADPARAM;
-        return nullptr;
-    }
+    if (!InRange(brightness) || !InRange(contrast)) return Fail(state, IMS_BADPARAM);
 
     ToneTable t;
     BuildToneTable(brightness, contrast, t);
 
-    int64_t tableBytes = 4 * src.tableEntries;
+    const int64_t tableBytes = src.tableBytes;
+    const int64_t pixelBytes = src.sizeImage;
     OwnedBlock result(AllocateResult(kDibHeaderSize + tableBytes + pixelBytes));
-    if (!result) {
-        state->imageStatus = IMS_NOMEMORY;
-        return nullptr;
-    }
+    if (!result) return Fail(state, IMS_NOMEMORY);
     BlockLock out(result.get());
-    if (!out) {
-        state->imageStatus = IMS_LOCKFAILED;
-        return nullptr;
-    }
+    if (!out) return Fail(state, IMS_LOCKFAILED);
     BYTE *dst = out.data();
     std::memcpy(dst, src.header, kDibHeaderSize);
     reinterpret_cast<BITMAPINFOHEADER *>(dst)->biSizeImage = static_cast<DWORD>(pixelBytes);
     std::memcpy(dst + kDibHeaderSize, image.data() + kDibHeaderSize, static_cast<size_t>(tableBytes));
     BYTE *dstPixels = dst + kDibHeaderSize + tableBytes;
-    if (src.header->biBitCount == 24)
+    if (src.bits == 24)
         AdjustRows(src, dstPixels, t);
     else
         AdjustPalette(src, dst + kDibHeaderSize, dstPixels, pixelBytes, t);
 
     out.Unlock();
     image.Unlock();
-    if (state->imageStatus != IMS_OK) return nullptr; // result freed by its guard
     return result.Release();
 }
 

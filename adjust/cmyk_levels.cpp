@@ -19,10 +19,8 @@ extern "C" PAXAPI HDIB PAXCALL ColorCMYKLevels(HDIB hDib, int cyan, int magenta,
     state->convertError = CCE_NONE;
     state->cancelled = 0;
     if (!hDib || !LevelInRange(cyan) || !LevelInRange(magenta) || !LevelInRange(yellow) ||
-        !LevelInRange(black)) {
-        state->convertError = CCE_BADARGUMENT;
-        return nullptr;
-    }
+        !LevelInRange(black))
+        return Fail(state, CCE_BADARGUMENT);
     double factors[4] = {LevelFactor(cyan), LevelFactor(magenta), LevelFactor(yellow),
                          LevelFactor(black)};
 

@@ -1,28 +1,19 @@
 // Header checks and the progress total of the column walk.
 #include "column_walk.h"
 
-#include <climits>
-
 namespace hueadjust {
 
 SourceKind DescribeSource(BYTE *block, SIZE_T blockSize, DibLayout *layout) {
-    if (blockSize < static_cast<SIZE_T>(kDibHeaderSize)) return SourceKind::Malformed;
-    auto *header = reinterpret_cast<BITMAPINFOHEADER *>(block);
-    *layout = DibLayout();
-    layout->header = header;
-    if (header->biBitCount != 24) return SourceKind::OtherDepth;
-    if (header->biWidth <= 0 || header->biHeight <= 0) return SourceKind::Empty;
-    // A colour table that cannot fit is refused before its size is worked
-    // out (biClrUsed is a 32-bit count).
-    if (header->biSize == static_cast<DWORD>(kDibHeaderSize) &&
-        header->biClrUsed > (blockSize - kDibHeaderSize) / 4)
-        return SourceKind::Malformed;
-    return DescribeDib(block, blockSize, 24, layout) ? SourceKind::Pixels : SourceKind::Malformed;
-}
-
-LONG ProgressTotal(int64_t width) {
-    int64_t total = width + 1;
-    return total > INT32_MAX ? INT32_MAX : static_cast<LONG>(total);
+    // The header size is not checked: a header of another size finds its
+    // table by the core-header rule, and its rows after that table.
+    LayoutRules rules;
+    rules.depths = uint64_t{1} << 24;
+    rules.requireInfoHeader = false;
+    *layout = LocateImage(block, blockSize, rules);
+    if (!layout->header) return SourceKind::Malformed;
+    if (!layout->depthAccepted) return SourceKind::OtherDepth;
+    if (layout->width <= 0 || layout->heightField <= 0) return SourceKind::Empty;
+    return layout->ok() ? SourceKind::Pixels : SourceKind::Malformed;
 }
 
 } // namespace hueadjust

@@ -20,9 +20,6 @@ namespace hueadjust {
 // Columns per step of the progress bar.
 constexpr LONG kColumnsPerStep = 5;
 
-inline bool WantsParamDialog(int mode) { return mode == 2 || mode == 3; }
-inline bool WantsProgress(int mode) { return mode == 1 || mode == 3; }
-
 // What the caller's locked block holds.
 enum class SourceKind {
     Pixels,     // a 24-bit image whose rows lie inside the block
@@ -32,14 +29,9 @@ enum class SourceKind {
     Malformed,  // the block is smaller than its header, or its rows do not fit in it
 };
 
-// Reads the header of a locked block of blockSize bytes. Fills layout for
-// SourceKind::Pixels; for the other kinds only layout->header (when the
-// header fits), with no pixels, width and height 0.
+// Reads the header of a locked block of blockSize bytes. layout->pixels is
+// set for SourceKind::Pixels only.
 SourceKind DescribeSource(BYTE *block, SIZE_T blockSize, DibLayout *layout);
-
-// The progress total of a walk over width columns: width + 1, kept inside
-// the 32-bit range for headers of any width.
-LONG ProgressTotal(int64_t width);
 
 // Runs the body once the operation's own arguments passed their checks.
 // runDialog() is called for mode 2 or 3 and returns the dialog's outcome.
@@ -63,16 +55,11 @@ HDIB RunColumnAdjustment(ThreadState *state, HDIB hDib, int mode, HWND owner,
         break;
     case SourceKind::OtherDepth:
         return nullptr;
-    case SourceKind::Malformed:
-        state->convertError = CCE_BADARGUMENT;
-        return nullptr;
+    case SourceKind::Malformed: return Fail(state, CCE_BADARGUMENT);
     }
 
     OwnedBlock copy(DuplicateDIB(hDib));
-    if (!copy) {
-        state->convertError = CCE_NOMEMORY;
-        return nullptr;
-    }
+    if (!copy) return Fail(state, CCE_NOMEMORY);
     BlockLock target(copy.get());
     if (!target) return nullptr;
     // The copy keeps zeros when it could not lock the source while copying:
@@ -82,15 +69,18 @@ HDIB RunColumnAdjustment(ThreadState *state, HDIB hDib, int mode, HWND owner,
         std::memcmp(target.data(), source.data(), kDibHeaderSize) != 0)
         return nullptr;
 
-    if (WantsParamDialog(mode) && runDialog() == DialogOutcome::Cancelled) return nullptr;
+    const ModeRequest request = ReadMode(mode);
+    if (request.paramDialog && runDialog() == DialogOutcome::Cancelled) return nullptr;
 
-    const bool progress = WantsProgress(mode);
-    if (progress && !OpenProgress(owner, ProgressTotal(src.header->biWidth), kColumnsPerStep))
+    const bool progress = request.progress;
+    ProgressGuard dialog;
+    if (!dialog.Open(progress, owner, ProgressTotalPastLast(src.width), kColumnsPerStep))
         return nullptr;
 
     auto pixel = makePixel();
     DibLayout dst = src;
-    if (src.pixels) dst.pixels = target.data() + (src.pixels - source.data());
+    const bool walk = src.pixels != nullptr; // an empty image has no pixel to visit
+    if (walk) dst.pixels = target.data() + (src.pixels - source.data());
     // Column by column, x from 0, with the cancel test and a progress step
     // before each column. Cancel is only ever set by the progress dialog, in
     // the message pump of a step, so between two steps the pixels can be
@@ -99,11 +89,12 @@ HDIB RunColumnAdjustment(ThreadState *state, HDIB hDib, int mode, HWND owner,
     // columns from one step to the next, which reads memory in order; without
     // progress the whole image is one band. A cancel delivered in a step still
     // lets that step's column be done, as the column-by-column order would.
-    const int64_t band = progress ? kColumnsPerStep : src.width;
-    for (int64_t x0 = 0; x0 < src.width; x0 += band) {
+    const int64_t columns = walk ? src.width : 0;
+    const int64_t band = progress ? kColumnsPerStep : columns;
+    for (int64_t x0 = 0; x0 < columns; x0 += band) {
         if (state->cancelled) break;
         if (ProgressDue(state, progress, x0)) StepProgress();
-        const int64_t x1 = state->cancelled ? x0 + 1 : std::min(x0 + band, src.width);
+        const int64_t x1 = state->cancelled ? x0 + 1 : std::min(x0 + band, columns);
         for (int64_t y = 0; y < src.height; ++y) {
             const BYTE *in = PixelAt(src, x0, y, 3);
             BYTE *out = PixelAt(dst, x0, y, 3);
@@ -117,7 +108,7 @@ HDIB RunColumnAdjustment(ThreadState *state, HDIB hDib, int mode, HWND owner,
 
     target.Unlock();
     source.Unlock();
-    if (progress) CloseProgress();
+    dialog.Close();
     if (state->cancelled) return nullptr; // the guard frees the copy
     return copy.Release();
 }

@@ -21,11 +21,11 @@
 //   show: the result is the same as for the bottom-up image of that picture,
 //   so a kernel points the same way on the screen for both.
 // - Widths above 21844 (the widest whose row stride fits 16 bits), negative
-//   widths, and more than 32767 rows are refused with IMS_BADPARAM, as is a
-//   header whose colour table, rows or biSizeImage lie beyond its block's end
-//   (or whose biSizeImage is smaller than its rows).
-// - A 24-bit image with a colour table (biClrUsed not 0) has its rows after
-//   the table; a new image carries a copy of the table.
+//   widths, and more than 32767 rows are refused with IMS_BADPARAM, as are
+//   rows that run past the caller's block and, for a new image, a
+//   biSizeImage smaller than the rows (the new image could not hold them).
+//   A biSizeImage larger than the caller's block is no fault: the new image
+//   is simply that large.
 // - A null errorCode is refused before anything else: the call returns 0
 //   and has no way to say why.
 #include "convolution.h"
@@ -33,7 +33,6 @@
 #include "param_dialog.h"
 #include "progress.h"
 #include "thread_state.h"
-#include "tone_layout.h"
 
 #include <cstring>
 #include <optional>
@@ -50,26 +49,31 @@ struct Kernel {
     int divisor = 1;
 };
 
-// Header checks in their fixed order, then the geometry checks.
-int CheckImage(const BlockLock &image, ToneLayout *layout, int64_t *pixelBytes) {
-    if (image.size() < kDibHeaderSize) return IMS_BADPARAM;
-    const auto *h = reinterpret_cast<const BITMAPINFOHEADER *>(image.data());
-    if (h->biSize != kDibHeaderSize) return IMS_BADPARAM;
-    if (h->biCompression != BI_RGB) return IMS_COMPRESSED;
-    if (h->biBitCount != 24) return IMS_BADDEPTH;
-    if ((h->biWidth & 0xFFFF) == 0 || (h->biHeight & 0xFFFF) == 0) return IMS_EMPTYIMAGE;
-    if (h->biWidth < 0 || h->biWidth > kMaxWidth || h->biHeight > kMaxRows ||
-        h->biHeight < -kMaxRows)
+// Header checks in their fixed order, then the geometry checks. The rows
+// follow the 40-byte header directly, whatever biClrUsed says; they must lie
+// inside the caller's block. A new image is biSizeImage bytes (the rows' size
+// when it is 0) after the header, and must hold every row; in place,
+// biSizeImage is not looked at.
+PaxImageStatus CheckImage(const BlockLock &image, bool newImage, DibLayout *layout) {
+    LayoutRules rules;
+    rules.depths = uint64_t{1} << 24;
+    rules.topDown = true;
+    rules.rowsStart = RowsStart::AfterHeader;
+    rules.sizeImage = newImage ? SizeImageRule::SizesResult : SizeImageRule::Ignored;
+    *layout = LocateImage(image.data(), image.size(), rules);
+    const DibLayout &l = *layout;
+    if (!l.header || !l.infoHeader) return IMS_BADPARAM;
+    if (l.header->biCompression != BI_RGB) return IMS_COMPRESSED;
+    if (!l.depthAccepted) return IMS_BADDEPTH;
+    if ((l.width & 0xFFFF) == 0 || (l.heightField & 0xFFFF) == 0) return IMS_EMPTYIMAGE;
+    if (l.width < 0 || l.width > kMaxWidth || l.heightField > kMaxRows || l.heightField < -kMaxRows)
         return IMS_BADPARAM;
-    if (!LocateToneRows(image.data(), image.size(), 24, layout)) return IMS_BADPARAM;
-    int64_t size = h->biSizeImage != 0 ? static_cast<int64_t>(h->biSizeImage) : layout->imageSize;
-    int64_t room = static_cast<int64_t>(image.size()) - (layout->pixels - image.data());
-    if (size < layout->imageSize || size > room) return IMS_BADPARAM;
-    *pixelBytes = size;
+    if (!l.ok()) return IMS_BADPARAM;
     return IMS_OK;
 }
 
-int CheckArguments(int filterType, int n, const char *filterFile, const short *coefficients) {
+PaxImageStatus CheckArguments(int filterType, int n, const char *filterFile,
+                              const short *coefficients) {
     if (filterType < CONV_KERNEL || filterType > CONV_SHARPEN_FULL) return IMS_BADPARAM;
     if (filterType == CONV_FILE && !filterFile) return IMS_BADPARAM;
     if (filterType == CONV_KERNEL && !coefficients) return IMS_BADPARAM;
@@ -159,18 +163,11 @@ void EmitRowWith(const int16_t *ringRow, int width, Quotient quotient, const BYT
     }
 }
 
-// The divisor's rule is chosen once per row, not per pixel.
+// The divisor's rule is chosen once per row, not per pixel: the same rule
+// that SumQuotient applies to a single sum.
 void EmitRow(const int16_t *ringRow, int width, const SumQuotient &quotient, const BYTE *src,
              BYTE *dst) {
-    if (const int shift = quotient.shift()) {
-        EmitRowWith(ringRow, width, [shift](int s) { return s >> shift; }, src, dst);
-    } else if (quotient.divisor() == 1) {
-        EmitRowWith(ringRow, width, [](int s) { return s; }, src, dst);
-    } else {
-        const uint64_t magic = quotient.magic();
-        EmitRowWith(ringRow, width, [magic](int s) { return SumQuotient::Truncated(s, magic); }, src,
-                    dst);
-    }
+    quotient.WithRule([&](auto rule) { EmitRowWith(ringRow, width, rule, src, dst); });
 }
 
 void Feed(int filterType, const BYTE *row, int intensityMode, int16_t width, int16_t **ring,
@@ -192,94 +189,63 @@ void Feed(int filterType, const BYTE *row, int intensityMode, int16_t width, int
 HDIB Convolve(HDIB hDib, int newImage, int intensityMode, short filterType, short kernelSize,
               const char *filterFile, const short *coefficients, int *errorCode, int mode,
               HWND owner) {
-    if (!hDib) {
-        *errorCode = IMS_BADPARAM;
-        return nullptr;
-    }
+    if (!hDib) return Fail(errorCode, IMS_BADPARAM);
     BlockLock image(hDib);
-    if (!image) {
-        *errorCode = IMS_LOCKFAILED;
-        return nullptr;
-    }
-    ToneLayout src;
-    int64_t pixelBytes = 0;
-    if (int code = CheckImage(image, &src, &pixelBytes)) {
-        *errorCode = code;
-        return nullptr;
-    }
-    if (int code = CheckArguments(filterType, kernelSize, filterFile, coefficients)) {
-        *errorCode = code;
-        return nullptr;
-    }
+    if (!image) return Fail(errorCode, IMS_LOCKFAILED);
+    DibLayout src;
+    if (PaxImageStatus code = CheckImage(image, newImage != 0, &src)) return Fail(errorCode, code);
+    if (PaxImageStatus code = CheckArguments(filterType, kernelSize, filterFile, coefficients))
+        return Fail(errorCode, code);
     const int n = kernelSize;
     const int h = n / 2;
     const int width = static_cast<int>(src.width);
-    const int rows = static_cast<int>(src.rows);
+    const int rows = static_cast<int>(src.height);
 
     Kernel kernel;
     if (filterType == CONV_KERNEL || filterType == CONV_FILE) {
         int16_t values[kMaxKernel * kMaxKernel + 1];
         if (filterType == CONV_FILE) {
-            if (!ReadFilterFile(filterFile, n, values)) {
-                *errorCode = IMS_BADPARAM;
-                return nullptr;
-            }
+            if (!ReadFilterFile(filterFile, n, values)) return Fail(errorCode, IMS_BADPARAM);
         } else {
             std::memcpy(values, coefficients, sizeof(int16_t) * static_cast<size_t>(n * n + 1));
         }
-        if (!TakeCoefficients(values, n, &kernel)) {
-            *errorCode = IMS_BADPARAM;
-            return nullptr;
-        }
+        if (!TakeCoefficients(values, n, &kernel)) return Fail(errorCode, IMS_BADPARAM);
     } else {
         kernel.divisor = BuiltInDivisor(filterType, n);
     }
 
     // The ring's work rows: n rows of 2 x width 16-bit values.
     OwnedBlock work(AllocateTwice(static_cast<int64_t>(n) * width * 4));
-    if (!work) {
-        *errorCode = IMS_NOMEMORY;
-        return nullptr;
-    }
+    if (!work) return Fail(errorCode, IMS_NOMEMORY);
     BlockLock workLock(work.get());
-    if (!workLock) {
-        *errorCode = IMS_LOCKFAILED;
-        return nullptr;
-    }
+    if (!workLock) return Fail(errorCode, IMS_LOCKFAILED);
 
-    // A new image: the header unchanged (and the colour table, if any), the
-    // pixel area zero until rows are written.
-    const int64_t tableBytes = 4 * src.tableEntries;
+    // A new image: the 40 header bytes unchanged, then biSizeImage bytes (the
+    // rows' size when it is 0), zero until rows are written.
     OwnedBlock result;
     std::optional<BlockLock> resultLock;
     BYTE *dstPixels = src.pixels;
     if (newImage) {
-        result.Reset(AllocateTwice(kDibHeaderSize + tableBytes + pixelBytes));
-        if (!result) {
-            *errorCode = IMS_NOMEMORY;
-            return nullptr;
-        }
+        result.Reset(AllocateTwice(kDibHeaderSize + src.sizeImage));
+        if (!result) return Fail(errorCode, IMS_NOMEMORY);
         resultLock.emplace(result.get());
-        if (!*resultLock) {
-            *errorCode = IMS_LOCKFAILED;
-            return nullptr;
-        }
-        std::memcpy(resultLock->data(), image.data(), static_cast<size_t>(kDibHeaderSize + tableBytes));
-        dstPixels = resultLock->data() + kDibHeaderSize + tableBytes;
+        if (!*resultLock) return Fail(errorCode, IMS_LOCKFAILED);
+        std::memcpy(resultLock->data(), image.data(), kDibHeaderSize);
+        dstPixels = resultLock->data() + kDibHeaderSize;
     }
 
-    if (mode == 2 || mode == 3) {
+    const ModeRequest request = ReadMode(mode);
+    if (request.paramDialog) {
         if (RunParamDialog("ColorConvUI", hDib, newImage, intensityMode, filterType, kernelSize,
                            filterFile, coefficients, errorCode) == DialogOutcome::Cancelled)
             return nullptr;
     }
 
     ThreadState *state = GetThreadState();
-    const bool progress = mode == 1 || mode == 3;
-    if (progress) {
-        LONG total = (rows - n + 4) / kRowsPerStep * kRowsPerStep;
-        if (!OpenProgress(owner, total, kRowsPerStep)) return nullptr;
-    }
+    const bool progress = request.progress;
+    ProgressGuard dialog;
+    if (!dialog.Open(progress, owner, ProgressTotalWholeSteps(rows - n, kRowsPerStep), kRowsPerStep))
+        return nullptr;
 
     int16_t *workRows[kMaxKernel];
     auto *workBase = reinterpret_cast<int16_t *>(workLock.data());
@@ -293,10 +259,7 @@ HDIB Convolve(HDIB hDib, int newImage, int intensityMode, short filterType, shor
     for (int y = -h; y <= rows + h - 1; ++y) {
         if (progress) {
             if (ProgressDue(state, true, y)) StepProgress();
-            if (state->cancelled) {
-                CloseProgress();
-                return nullptr;
-            }
+            if (state->cancelled) return nullptr; // the guards close and release
         }
         TurnRing(ring, workRows, n, y);
         int sourceRow = y < 0 ? 0 : y > rows - 1 ? rows - 1 : y;
@@ -312,7 +275,7 @@ HDIB Convolve(HDIB hDib, int newImage, int intensityMode, short filterType, shor
     workLock.Unlock();
     work.Reset();
     image.Unlock();
-    if (progress) CloseProgress();
+    dialog.Close();
     if (!newImage) return hDib;
     resultLock->Unlock();
     return result.Release();

@@ -41,12 +41,19 @@ public:
         magic_ = ((uint64_t{1} << 32) + static_cast<uint64_t>(d) - 1) / static_cast<uint64_t>(d);
     }
     int divisor() const { return d_; }
-    int shift() const { return shift_; } // 0 when d is not 2, 4, .. 64
-    uint64_t magic() const { return magic_; }
+    // Calls body once with the divisor's rule as a function of the sum, so
+    // that a caller can run a whole row with the rule chosen once.
+    template <typename Body> auto WithRule(Body body) const {
+        if (shift_) {
+            const int shift = shift_;
+            return body([shift](int s) { return s >> shift; });
+        }
+        if (d_ == 1) return body([](int s) { return s; });
+        const uint64_t magic = magic_;
+        return body([magic](int s) { return Truncated(s, magic); });
+    }
     int operator()(int s) const {
-        if (shift_) return s >> shift_;
-        if (d_ == 1) return s;
-        return Truncated(s, magic_);
+        return WithRule([s](auto quotient) { return quotient(s); });
     }
     // |s| x magic >> 32 with the sign of s put back, without a branch.
     static int Truncated(int s, uint64_t magic) {
@@ -75,10 +82,6 @@ void ConvolveRowSharpen(const BYTE *row, int intensityMode, int16_t width, int16
                         int16_t n);
 void ConvolveRowSharpenFull(const BYTE *row, int intensityMode, int16_t width, int16_t **ring,
                             int16_t n);
-
-// The built-in kernel of a filter type (CONV_MEAN .. CONV_SHARPEN_FULL) and
-// size, copied into grid; false when that engine does not serve the size.
-bool BuiltInKernel(int filterType, int n, KernelGrid &grid);
 
 // Turns the ring before the engine call of loop step y (from -h): sets it up
 // over the work rows at y = -h, shifts in a fresh row during the first n - 1

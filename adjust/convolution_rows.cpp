@@ -187,21 +187,6 @@ void ConvolveRowSharpenFull(const BYTE *row, int intensityMode, int16_t width, i
     FeedBuiltIn<kSharpenFull3, kSharpenFull5, nullptr>(row, intensityMode, width, ring, n);
 }
 
-bool BuiltInKernel(int filterType, int n, KernelGrid &grid) {
-    const KernelGrid *k = nullptr;
-    switch (filterType) {
-    case CONV_MEAN: k = (n == 3 || n == 5 || n == 7) ? &kMean : nullptr; break;
-    case CONV_SMOOTH: k = n == 3 ? &kSmooth3 : n == 5 ? &kSmooth5 : nullptr; break;
-    case CONV_SHARPEN: k = n == 3 ? &kSharpen3 : n == 5 ? &kSharpen5 : nullptr; break;
-    case CONV_SHARPEN_FULL: k = n == 3 ? &kSharpenFull3 : n == 5 ? &kSharpenFull5 : nullptr; break;
-    default: break;
-    }
-    if (!k) return false;
-    for (int a = 0; a < kMaxKernel; ++a)
-        for (int b = 0; b < kMaxKernel; ++b) grid[a][b] = (a < n && b < n) ? (*k)[a][b] : 0;
-    return true;
-}
-
 void TurnRing(int16_t **ring, int16_t *const *workRows, int n, int y) {
     const int h = n / 2;
     const int k = y + h; // feeds made so far

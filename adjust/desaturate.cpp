@@ -36,10 +36,7 @@ extern "C" PAXAPI HDIB PAXCALL Desaturate(HDIB hDib, int mode, HWND owner) {
     ThreadState *state = GetThreadState();
     state->convertError = CCE_NONE;
     state->cancelled = 0;
-    if (!hDib) {
-        state->convertError = CCE_BADARGUMENT;
-        return nullptr;
-    }
+    if (!hDib) return Fail(state, CCE_BADARGUMENT);
     auto dialog = [&] { return RunParamDialog("DesaturateUI", hDib); };
     auto makePixel = [] {
         return [table = GreyTable()](const BYTE rgb[3], BYTE out[3]) {

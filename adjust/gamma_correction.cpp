@@ -17,9 +17,7 @@
 #include "param_dialog.h"
 #include "progress.h"
 #include "thread_state.h"
-#include "tone_layout.h"
 
-#include <climits>
 #include <cmath>
 #include <cstring>
 
@@ -27,7 +25,7 @@ namespace {
 
 constexpr int kColumnsPerStep = 5;
 
-bool GammaInRange(int g) { return static_cast<unsigned>(g - 10) <= 490u; }
+bool GammaInRange(int g) { return g >= 10 && g <= 500; }
 
 // The per-component expression: trunc(v ^ (ln g / ln 100)) in double
 // precision, clamped to 0..255. A table of it per channel gives exactly what
@@ -55,9 +53,10 @@ void BuildTables(int gammaRed, int gammaGreen, int gammaBlue, GammaTables *t) {
 // Columns [x0, x1) of every row; the stored bytes of a pixel are blue, green,
 // red. Walked row by row within the strip: each pixel is independent, so the
 // order inside one progress step is free.
-void CorrectColumns(const ToneLayout &img, BYTE *dstPixels, int64_t x0, int64_t x1,
+void CorrectColumns(const DibLayout &img, BYTE *dstPixels, int64_t x0, int64_t x1,
                     const GammaTables &t) {
-    for (int64_t r = 0; r < img.rows; ++r) {
+    if (x0 >= x1) return; // no columns: no row is walked, however many there are
+    for (int64_t r = 0; r < img.height; ++r) {
         BYTE *p = dstPixels + r * img.stride + 3 * x0;
         for (int64_t x = x0; x < x1; ++x, p += 3) {
             p[0] = t.blue[p[0]];
@@ -69,55 +68,43 @@ void CorrectColumns(const ToneLayout &img, BYTE *dstPixels, int64_t x0, int64_t 
 
 HDIB Gamma(HDIB hDib, int gammaRed, int gammaGreen, int gammaBlue, int mode, HWND owner,
            ThreadState *state) {
-    if (!hDib || !GammaInRange(gammaRed) || !GammaInRange(gammaGreen) || !GammaInRange(gammaBlue)) {
-        state->convertError = CCE_BADARGUMENT;
-        return nullptr;
-    }
+    if (!hDib || !GammaInRange(gammaRed) || !GammaInRange(gammaGreen) || !GammaInRange(gammaBlue))
+        return Fail(state, CCE_BADARGUMENT);
     BlockLock image(hDib);
     if (!image) return nullptr;
-    const auto *h = reinterpret_cast<const BITMAPINFOHEADER *>(image.data());
-    if (image.size() < kDibHeaderSize || h->biSize != kDibHeaderSize) {
-        state->convertError = CCE_BADARGUMENT;
-        return nullptr;
-    }
-    if (h->biBitCount != 24) return nullptr;
-    ToneLayout src;
-    if (!LocateToneRows(image.data(), image.size(), 24, &src)) {
-        state->convertError = CCE_BADARGUMENT;
-        return nullptr;
-    }
+    LayoutRules rules;
+    rules.depths = uint64_t{1} << 24;
+    rules.topDown = true;
+    const DibLayout src = LocateImage(image.data(), image.size(), rules);
+    if (!src.header || !src.infoHeader) return Fail(state, CCE_BADARGUMENT);
+    if (!src.depthAccepted) return nullptr;
+    if (!src.ok()) return Fail(state, CCE_BADARGUMENT);
 
     // The result starts as a byte copy of the whole block. It is made here
     // from the lock already held rather than by DuplicateDIB, which hands
     // back a zero-filled block when its own locks fail.
     SIZE_T blockSize = image.size();
     OwnedBlock result(GlobalAlloc(GHND, blockSize));
-    if (!result) {
-        state->convertError = CCE_NOMEMORY;
-        return nullptr;
-    }
+    if (!result) return Fail(state, CCE_NOMEMORY);
     BlockLock copy(result.get());
     if (!copy) return nullptr;
     std::memcpy(copy.data(), image.data(), blockSize);
 
-    if (mode == 2 || mode == 3) {
+    const ModeRequest request = ReadMode(mode);
+    if (request.paramDialog) {
         DialogOutcome outcome =
             RunParamDialog("GammaCorrectionUI", hDib, &gammaRed, &gammaGreen, &gammaBlue);
         if (outcome == DialogOutcome::Cancelled) return nullptr;
-        if (!GammaInRange(gammaRed) || !GammaInRange(gammaGreen) || !GammaInRange(gammaBlue)) {
-            state->convertError = CCE_BADARGUMENT;
-            return nullptr;
-        }
+        if (!GammaInRange(gammaRed) || !GammaInRange(gammaGreen) || !GammaInRange(gammaBlue))
+            return Fail(state, CCE_BADARGUMENT);
     }
     GammaTables tables;
     BuildTables(gammaRed, gammaGreen, gammaBlue, &tables);
 
-    const bool progress = mode == 1 || mode == 3;
-    if (progress) {
-        int64_t total = (src.width + 4) / kColumnsPerStep * kColumnsPerStep;
-        if (total > LONG_MAX) total = LONG_MAX;
-        if (!OpenProgress(owner, static_cast<LONG>(total), kColumnsPerStep)) return nullptr;
-    }
+    const bool progress = request.progress;
+    ProgressGuard dialog;
+    if (!dialog.Open(progress, owner, ProgressTotalWholeSteps(src.width, kColumnsPerStep), kColumnsPerStep))
+        return nullptr;
 
     BYTE *dstPixels = copy.data() + (src.pixels - image.data());
     if (!progress) {
@@ -135,7 +122,7 @@ HDIB Gamma(HDIB hDib, int gammaRed, int gammaGreen, int gammaBlue, int mode, HWN
 
     copy.Unlock();
     image.Unlock();
-    if (progress) CloseProgress();
+    dialog.Close();
     if (state->cancelled) return nullptr;
     return result.Release();
 }

@@ -40,11 +40,8 @@ extern "C" PAXAPI HDIB PAXCALL ColorHueSaturation(HDIB hDib, int hue, int satura
     state->convertError = CCE_NONE;
     state->cancelled = 0;
     int lo = 0, hi = 0;
-    if (!hDib || !AmountsInRange(hue, saturation, lightness) ||
-        !HueRange(hueFrom, hueTo, &lo, &hi)) {
-        state->convertError = CCE_BADARGUMENT;
-        return nullptr;
-    }
+    if (!hDib || !AmountsInRange(hue, saturation, lightness) || !HueRange(hueFrom, hueTo, &lo, &hi))
+        return Fail(state, CCE_BADARGUMENT);
 
     // The dialog's values are used as it leaves them, without a second
     // range check (see WrapHue and HueInRange for values beyond the ranges).

@@ -47,10 +47,8 @@ extern "C" PAXAPI HDIB PAXCALL ReplaceColor(HDIB hDib, const BYTE *target, const
     state->convertError = CCE_NONE;
     state->cancelled = 0;
     // A null colour pointer is refused like a null image.
-    if (!hDib || !target || !tolerance || !AmountsInRange(hue, saturation, lightness)) {
-        state->convertError = CCE_BADARGUMENT;
-        return nullptr;
-    }
+    if (!hDib || !target || !tolerance || !AmountsInRange(hue, saturation, lightness))
+        return Fail(state, CCE_BADARGUMENT);
 
     // The dialog's values are used as it leaves them, without a second
     // range check (see WrapHue for shifts beyond the range).

@@ -53,12 +53,13 @@ int ConvertCMYKBuffer(WalkKind kind, const BYTE *source, BYTE *destination, int 
     state->cancelled = 0;
     const ToThree toThree = FindConversion(MODEL_CMYK, destinationModel).toThree;
     if (!toThree) {
-        state->convertError = CCE_BADMODEL;
+        Fail(state, CCE_BADMODEL);
         return -1;
     }
     const bool progress = showProgress != 0;
-    if (progress && !OpenProgress(owner, ProgressTotal(count), kConvertProgressDivisor)) {
-        state->convertError = CCE_NOPROGRESS;
+    ProgressGuard dialog;
+    if (!dialog.Open(progress, owner, ProgressTotalPastLast(count), kConvertProgressDivisor)) {
+        Fail(state, CCE_NOPROGRESS);
         return -1;
     }
     auto convert = [&](int64_t i, int64_t, int64_t column) {
@@ -66,9 +67,7 @@ int ConvertCMYKBuffer(WalkKind kind, const BYTE *source, BYTE *destination, int 
         SetValue(cmyk, source[i], source[i + 1], source[i + 2], source[i + 3]);
         toThree(destination + column * 3, cmyk.bytes);
     };
-    int64_t walked = Walk(kind, state, progress, BufferGeometry(count, MODEL_CMYK), convert);
-    if (progress) CloseProgress();
-    return static_cast<int>(walked);
+    return static_cast<int>(Walk(kind, state, progress, BufferGeometry(count, MODEL_CMYK), convert));
 }
 
 int ConvertColorSpaceWith(WalkKind kind, const BYTE *source, BYTE *destination, int count,
@@ -78,11 +77,11 @@ int ConvertColorSpaceWith(WalkKind kind, const BYTE *source, BYTE *destination, 
     state->cancelled = 0;
     // Model codes are tested before the count and the pointers.
     if (!IsModelCode(sourceModel) || !IsModelCode(destinationModel)) {
-        state->convertError = CCE_BADMODEL;
+        Fail(state, CCE_BADMODEL);
         return -1;
     }
     if (count < 1 || !source || !destination) {
-        state->convertError = CCE_BADARGUMENT;
+        Fail(state, CCE_BADARGUMENT);
         return -1;
     }
     if (sourceModel == destinationModel) return CopyBuffer(source, destination, count);
@@ -92,12 +91,13 @@ int ConvertColorSpaceWith(WalkKind kind, const BYTE *source, BYTE *destination, 
 
     const Conversion conversion = FindConversion(sourceModel, destinationModel);
     if (!conversion.toThree && !conversion.toCmyk) {
-        state->convertError = CCE_BADMODEL;
+        Fail(state, CCE_BADMODEL);
         return -1;
     }
     const bool progress = showProgress != 0;
-    if (progress && !OpenProgress(owner, ProgressTotal(count), kConvertProgressDivisor)) {
-        state->convertError = CCE_NOPROGRESS;
+    ProgressGuard dialog;
+    if (!dialog.Open(progress, owner, ProgressTotalPastLast(count), kConvertProgressDivisor)) {
+        Fail(state, CCE_NOPROGRESS);
         return -1;
     }
     const WalkGeometry geometry = BufferGeometry(count, sourceModel);
@@ -127,7 +127,6 @@ int ConvertColorSpaceWith(WalkKind kind, const BYTE *source, BYTE *destination, 
         };
         walked = Walk(kind, state, progress, geometry, convert);
     }
-    if (progress) CloseProgress();
     return static_cast<int>(walked);
 }
 

@@ -4,7 +4,9 @@
 #ifndef PAX_CONVERT_INTERNAL_H
 #define PAX_CONVERT_INTERNAL_H
 
+#include "dib.h"
 #include "paximage.h"
+#include "progress.h"
 #include "walk.h"
 
 namespace pax {
@@ -18,10 +20,13 @@ inline bool IsModelCode(int model) { return model >= MODEL_RGB && model <= MODEL
 // The biCompression tag of an image holding model: 0 for RGB, code + 8 otherwise.
 inline DWORD ModelTag(int model) { return model == MODEL_RGB ? 0 : static_cast<DWORD>(model + 8); }
 
-// The progress total of a walk of `units` units: units + 1, limited to what the
-// dialog's 32-bit total can hold.
-inline LONG ProgressTotal(int64_t units) {
-    return static_cast<LONG>(std::min<int64_t>(units + 1, 0x7FFFFFFF));
+// Where the rows of a locked image lie for the image conversions: 24 or 32
+// bits, a 40-byte header, bottom-up rows after the colour table inside the
+// block. A block shorter than a header leaves layout.header null.
+inline DibLayout LocateConvertedImage(const BlockLock &lock) {
+    LayoutRules rules;
+    rules.depths = uint64_t{1} << 24 | uint64_t{1} << 32;
+    return LocateImage(lock.data(), lock.size(), rules);
 }
 
 int ConvertColorSpaceWith(WalkKind kind, const BYTE *source, BYTE *destination, int count,

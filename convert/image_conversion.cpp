@@ -36,19 +36,6 @@ namespace pax {
 
 namespace {
 
-const BITMAPINFOHEADER *HeaderOf(const BlockLock &lock) {
-    return reinterpret_cast<const BITMAPINFOHEADER *>(lock.data());
-}
-
-// Where the rows of a locked image of the given depth lie; false when the
-// header is not a 40-byte one or the rows do not fit in the block.
-bool DescribeImage(const BlockLock &lock, int bits, DibLayout *layout) {
-    if (lock.size() < kDibHeaderSize || HeaderOf(lock)->biSize != kDibHeaderSize) return false;
-    // A colour-table count whose table alone would not fit in the block.
-    if (HeaderOf(lock)->biClrUsed > (lock.size() - kDibHeaderSize) / 4) return false;
-    return DescribeDib(lock.data(), lock.size(), bits, layout);
-}
-
 WalkGeometry ImageGeometry(const DibLayout &layout, int64_t pixelBytes) {
     WalkGeometry g;
     g.total = layout.imageSize;
@@ -72,10 +59,7 @@ HDIB ConvertCMYKImage(WalkKind kind, HDIB image, int destinationModel, int showP
     state->convertError = CCE_NONE;
     state->cancelled = 0;
     const ToThree toThree = FindConversion(MODEL_CMYK, destinationModel).toThree;
-    if (!toThree) {
-        state->convertError = CCE_BADMODEL;
-        return nullptr;
-    }
+    if (!toThree) return Fail(state, CCE_BADMODEL);
     OwnedBlock result(CreateDIB24Like(image));
     if (!result) return nullptr;
     BlockLock source(image);
@@ -83,22 +67,17 @@ HDIB ConvertCMYKImage(WalkKind kind, HDIB image, int destinationModel, int showP
     BlockLock target(result.get());
     if (!target) return nullptr;
 
-    DibLayout in, out;
-    if (source.size() >= kDibHeaderSize && HeaderOf(source)->biBitCount != 32) return nullptr;
-    if (!DescribeImage(source, 32, &in)) {
-        state->convertError = CCE_BADARGUMENT;
-        return nullptr;
-    }
-    if (!DescribeImage(target, 24, &out) || out.width != in.width || out.height != in.height) {
-        state->convertError = CCE_NOMEMORY;
-        return nullptr;
-    }
+    const DibLayout in = LocateConvertedImage(source);
+    if (in.header && in.bits != 32) return nullptr;
+    if (!in.ok()) return Fail(state, CCE_BADARGUMENT);
+    const DibLayout out = LocateConvertedImage(target);
+    if (!out.ok() || out.width != in.width || out.height != in.height)
+        return Fail(state, CCE_NOMEMORY);
 
     const bool progress = showProgress != 0;
-    if (progress && !OpenProgress(owner, ProgressTotal(in.imageSize), kConvertProgressDivisor)) {
-        state->convertError = CCE_NOPROGRESS;
-        return nullptr;
-    }
+    ProgressGuard dialog;
+    if (!dialog.Open(progress, owner, ProgressTotalPastLast(in.imageSize), kConvertProgressDivisor))
+        return Fail(state, CCE_NOPROGRESS);
     const BYTE *s = in.pixels;
     BYTE *d = out.pixels;
     const int64_t outStride = out.stride;
@@ -113,7 +92,7 @@ HDIB ConvertCMYKImage(WalkKind kind, HDIB image, int destinationModel, int showP
         p[2] = value[0];
     };
     Walk(kind, state, progress, ImageGeometry(in, 4), convert);
-    if (progress) CloseProgress();
+    dialog.Close();
     if (state->cancelled) return nullptr;
 
     SetTag(target, destinationModel);
@@ -126,65 +105,41 @@ HDIB ConvertDIBColorSpaceWith(WalkKind kind, HDIB image, int sourceModel, int de
     ThreadState *state = GetThreadState();
     state->convertError = CCE_NONE;
     state->cancelled = 0;
-    if (!IsModelCode(sourceModel) || !IsModelCode(destinationModel)) {
-        state->convertError = CCE_BADMODEL;
-        return nullptr;
-    }
+    if (!IsModelCode(sourceModel) || !IsModelCode(destinationModel))
+        return Fail(state, CCE_BADMODEL);
     BlockLock source(image);
     if (!source) return nullptr; // null or unlockable handle: no code
-    if (source.size() < kDibHeaderSize) {
-        state->convertError = CCE_BADARGUMENT;
-        return nullptr;
-    }
-    const BITMAPINFOHEADER *header = HeaderOf(source);
-    const int bits = header->biBitCount;
-    if (bits != 24 && bits != 32 && sourceModel != MODEL_CMYK) return nullptr; // no code
-    if (!ModelTagMatches(sourceModel, header->biCompression)) {
-        state->convertError = CCE_BADMODEL;
-        return nullptr;
-    }
+    const DibLayout in = LocateConvertedImage(source);
+    if (!in.header) return Fail(state, CCE_BADARGUMENT);
+    const int bits = in.bits;
+    if (!in.depthAccepted && sourceModel != MODEL_CMYK) return nullptr; // no code
+    if (!ModelTagMatches(sourceModel, in.header->biCompression)) return Fail(state, CCE_BADMODEL);
     if (sourceModel == destinationModel) return image; // the caller's own handle
     if (sourceModel == MODEL_CMYK && bits != 32) return nullptr; // no code, as for depths above
-    DibLayout in;
-    if (!DescribeImage(source, bits, &in)) {
-        state->convertError = CCE_BADARGUMENT;
-        return nullptr;
-    }
+    if (!in.ok()) return Fail(state, CCE_BADARGUMENT);
     if (sourceModel == MODEL_CMYK) {
         source.Unlock();
         return ConvertCMYKImage(kind, image, destinationModel, showProgress, owner);
     }
 
     const Conversion conversion = FindConversion(sourceModel, destinationModel);
-    if (!conversion.toThree && !conversion.toCmyk) {
-        state->convertError = CCE_BADMODEL;
-        return nullptr;
-    }
+    if (!conversion.toThree && !conversion.toCmyk) return Fail(state, CCE_BADMODEL);
     const bool intoCmyk = destinationModel == MODEL_CMYK;
     OwnedBlock result(intoCmyk ? CreateDIB32Like(image) : DuplicateDIB(image));
-    if (!result) {
-        state->convertError = intoCmyk ? CCE_NOCMYKIMAGE : CCE_NOMEMORY;
-        return nullptr;
-    }
+    if (!result) return Fail(state, intoCmyk ? CCE_NOCMYKIMAGE : CCE_NOMEMORY);
     BlockLock target(result.get());
     if (!target) return nullptr; // no code
-    DibLayout out;
     if (!intoCmyk && (target.size() != source.size() ||
-                      std::memcmp(target.data(), source.data(), kDibHeaderSize) != 0)) {
-        state->convertError = CCE_NOMEMORY; // the copy was left zero-filled
-        return nullptr;
-    }
-    if (!DescribeImage(target, intoCmyk ? 32 : bits, &out) || out.width != in.width ||
-        out.height != in.height) {
-        state->convertError = intoCmyk ? CCE_NOCMYKIMAGE : CCE_NOMEMORY;
-        return nullptr;
-    }
+                      std::memcmp(target.data(), source.data(), kDibHeaderSize) != 0))
+        return Fail(state, CCE_NOMEMORY); // the copy was left zero-filled
+    const DibLayout out = LocateConvertedImage(target);
+    if (!out.ok() || out.width != in.width || out.height != in.height)
+        return Fail(state, intoCmyk ? CCE_NOCMYKIMAGE : CCE_NOMEMORY);
 
     const bool progress = showProgress != 0;
-    if (progress && !OpenProgress(owner, ProgressTotal(in.imageSize), kConvertProgressDivisor)) {
-        state->convertError = CCE_NOPROGRESS;
-        return nullptr;
-    }
+    ProgressGuard dialog;
+    if (!dialog.Open(progress, owner, ProgressTotalPastLast(in.imageSize), kConvertProgressDivisor))
+        return Fail(state, CCE_NOPROGRESS);
     const BYTE *s = in.pixels;
     BYTE *d = out.pixels;
     const WalkGeometry geometry = ImageGeometry(in, bits / 8);
@@ -218,7 +173,7 @@ HDIB ConvertDIBColorSpaceWith(WalkKind kind, HDIB image, int sourceModel, int de
         };
         Walk(kind, state, progress, geometry, convert);
     }
-    if (progress) CloseProgress();
+    dialog.Close();
     if (state->cancelled) return nullptr; // the partial result is freed
 
     SetTag(target, destinationModel);

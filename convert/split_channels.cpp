@@ -32,20 +32,12 @@ namespace {
 
 constexpr int kMaxChannels = 4;
 
-bool DescribeImage(const BlockLock &lock, int bits, DibLayout *layout) {
-    if (lock.size() < kDibHeaderSize) return false;
-    const auto *header = reinterpret_cast<const BITMAPINFOHEADER *>(lock.data());
-    if (header->biSize != kDibHeaderSize) return false;
-    // A colour-table count whose table alone would not fit in the block.
-    if (header->biClrUsed > (lock.size() - kDibHeaderSize) / 4) return false;
-    return DescribeDib(lock.data(), lock.size(), bits, layout);
-}
-
 // Writes every pixel of the n outputs from the working image; each output
 // pixel depends only on the same pixel of the working image, so rows are taken
 // in storage order.
 void FillChannels(const DibLayout &in, BYTE *const outPixels[], int n) {
     const int64_t pixelBytes = n; // 3 at 24 bits, 4 at 32 bits
+    if (in.empty()) return;       // no row is walked for no columns
     for (int64_t row = 0; row < in.height; ++row) {
         const int64_t rowStart = row * in.stride;
         for (int64_t x = 0; x < in.width; ++x) {
@@ -67,28 +59,15 @@ extern "C" int PAXCALL SplitColorChannels(HDIB image, HGLOBAL *channels, BYTE mo
     ThreadState *state = GetThreadState();
     state->convertError = CCE_NONE;
     state->cancelled = 0;
-    if (!IsModelCode(model) || !image || !channels) {
-        state->convertError = CCE_BADARGUMENT;
-        return 0;
-    }
-    if (GetDIBModelTag(image) != 0) {
-        state->convertError = CCE_BADMODEL;
-        return 0;
-    }
+    if (!IsModelCode(model) || !image || !channels) return Fail(state, CCE_BADARGUMENT);
+    if (GetDIBModelTag(image) != 0) return Fail(state, CCE_BADMODEL);
     {
         BlockLock source(image);
         if (!source) return 0; // no code
-        const int bits = reinterpret_cast<const BITMAPINFOHEADER *>(source.data())->biBitCount;
-        if (bits != 24 && bits != 32) return 0; // no code
-        if (bits == 32 && model != MODEL_RGB) {
-            state->convertError = CCE_BADARGUMENT;
-            return 0;
-        }
-        DibLayout layout;
-        if (!DescribeImage(source, bits, &layout)) {
-            state->convertError = CCE_BADARGUMENT;
-            return 0;
-        }
+        const DibLayout layout = LocateConvertedImage(source);
+        if (layout.header && !layout.depthAccepted) return 0; // no code
+        if (layout.bits == 32 && model != MODEL_RGB) return Fail(state, CCE_BADARGUMENT);
+        if (!layout.ok()) return Fail(state, CCE_BADARGUMENT);
     }
 
     // The working image: the caller's own for RGB, else a temporary conversion.
@@ -96,26 +75,19 @@ extern "C" int PAXCALL SplitColorChannels(HDIB image, HGLOBAL *channels, BYTE mo
     HDIB working = image;
     if (model != MODEL_RGB) {
         temporary.Reset(ConvertDIBColorSpace(image, MODEL_RGB, model, 0, nullptr));
-        if (!temporary) {
-            state->convertError = CCE_CONVERTFAILED;
-            return 0;
-        }
+        if (!temporary) return Fail(state, CCE_CONVERTFAILED);
         working = temporary.get();
     }
     BlockLock work(working);
     if (!work) return 0; // no code
-    const int bits = reinterpret_cast<const BITMAPINFOHEADER *>(work.data())->biBitCount;
-    const int n = bits == 32 ? 4 : 3;
-    DibLayout in;
-    if (!DescribeImage(work, bits, &in)) {
-        state->convertError = CCE_BADARGUMENT;
-        return 0;
-    }
+    const DibLayout in = LocateConvertedImage(work);
+    const int n = in.bits == 32 ? 4 : 3;
+    if (!in.ok()) return Fail(state, CCE_BADARGUMENT);
 
     OwnedBlock outputs[kMaxChannels];
-    auto fail = [&](DWORD code) {
+    auto fail = [&](PaxConvertError code) -> int {
         for (int k = 0; k < n; ++k) channels[k] = nullptr;
-        if (code != CCE_NONE) state->convertError = code;
+        if (code != CCE_NONE) return Fail(state, code);
         return 0; // the guards unlock and free
     };
     for (int k = 0; k < n; ++k) {

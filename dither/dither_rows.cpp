@@ -11,43 +11,31 @@ namespace {
 
 constexpr DWORD kMaxSizeImage = 0xFFFFFFFFu; // biSizeImage is 32 bits
 
-bool Fail(ThreadState *state, DWORD code) {
-    state->imageStatus = code;
-    return false;
-}
-
 // Checks that follow a successful lock. The pixel rows are located after the
 // header's own colour table: biClrUsed entries when it is not 0, else the full
 // 2^depth (none at 24 bits). A table shorter than 2^depth thus still finds
 // its pixels, and indices past its end read as black; a table that claims
 // more than the block holds is refused like any other row that does not fit.
-DWORD DescribeSource(const BYTE *block, SIZE_T blockSize, int bits, DitherSource *src) {
-    if (blockSize < static_cast<SIZE_T>(kDibHeaderSize)) return IMS_BADPARAM;
-    BITMAPINFOHEADER h;
-    std::memcpy(&h, block, sizeof h);
-    if (bits >= static_cast<int>(h.biBitCount)) return IMS_BADBITS;
-    if (h.biBitCount != 4 && h.biBitCount != 8 && h.biBitCount != 24) return IMS_BADBITS;
-    if (h.biSize != static_cast<DWORD>(kDibHeaderSize) || h.biWidth < 0) return IMS_BADPARAM;
+PaxImageStatus DescribeSource(BYTE *block, SIZE_T blockSize, int bits, DitherSource *src) {
+    LayoutRules rules;
+    rules.depths = uint64_t{1} << 4 | uint64_t{1} << 8 | uint64_t{1} << 24;
+    rules.topDown = true;
+    const DibLayout l = LocateImage(block, blockSize, rules);
+    if (!l.header) return IMS_BADPARAM;
+    if (bits >= l.bits) return IMS_BADBITS;
+    if (!l.depthAccepted) return IMS_BADBITS;
+    if (!l.ok()) return IMS_BADPARAM;
 
-    const int depth = h.biBitCount;
-    int64_t entries = h.biClrUsed != 0 ? static_cast<int64_t>(h.biClrUsed)
-                                       : (depth == 24 ? 0 : int64_t{1} << depth);
-    int64_t offset = kDibHeaderSize + 4 * entries;
-    int64_t rows = h.biHeight < 0 ? -static_cast<int64_t>(h.biHeight) : h.biHeight;
-    int64_t stride = DitherRowBytes(h.biWidth, depth);
-    int64_t size = static_cast<int64_t>(blockSize);
-    // Compared by division: stride x rows can exceed 64 bits for a header
-    // that claims both dimensions near 2^31.
-    if (offset > size || (rows > 0 && stride > (size - offset) / rows)) return IMS_BADPARAM;
-
-    src->pixels = block + offset;
-    src->stride = stride;
-    src->width = h.biWidth;
-    src->rows = rows;
-    src->heightField = h.biHeight;
+    const int depth = l.bits;
+    const int64_t entries = l.tableEntries;
+    src->pixels = l.pixels;
+    src->stride = l.stride;
+    src->width = l.width;
+    src->rows = l.height;
+    src->heightField = static_cast<LONG>(l.heightField);
     src->bitCount = depth;
-    src->xPelsPerMeter = h.biXPelsPerMeter;
-    src->yPelsPerMeter = h.biYPelsPerMeter;
+    src->xPelsPerMeter = l.header->biXPelsPerMeter;
+    src->yPelsPerMeter = l.header->biYPelsPerMeter;
     if (depth != 24) {
         const BYTE *table = block + kDibHeaderSize;
         int present = static_cast<int>(std::min<int64_t>(entries, int64_t{1} << depth));
@@ -69,7 +57,8 @@ bool BeginDither(HDIB image, int bits, bool bitsOffered, const DitherEntryCodes 
     if (!image) return Fail(state, codes.nullImage);
     entry->lock.emplace(image);
     if (!*entry->lock) return Fail(state, codes.lockFailed);
-    DWORD code = DescribeSource(entry->lock->data(), entry->lock->size(), bits, &entry->source);
+    PaxImageStatus code =
+        DescribeSource(entry->lock->data(), entry->lock->size(), bits, &entry->source);
     if (code != IMS_OK) {
         entry->lock.reset();
         return Fail(state, code);

@@ -26,8 +26,8 @@ struct DitherSource {
 
 // The status codes that differ between the dithers.
 struct DitherEntryCodes {
-    DWORD nullImage;  // stored for a null handle
-    DWORD lockFailed; // stored when the caller's block cannot be locked
+    PaxImageStatus nullImage;  // stored for a null handle
+    PaxImageStatus lockFailed; // stored when the caller's block cannot be locked
 };
 
 // The lock on the caller's image and what the checks found in it.

@@ -94,7 +94,7 @@ struct DiffusionMethod {
 };
 
 template <const DiffusionKernel &K>
-constexpr DiffusionMethod MakeMethod(DWORD nullImage, DWORD lockFailed) {
+constexpr DiffusionMethod MakeMethod(PaxImageStatus nullImage, PaxImageStatus lockFailed) {
     return {K, &ThresholdRowPass<K>, &Quantize332RowPass<K>, {nullImage, lockFailed}};
 }
 

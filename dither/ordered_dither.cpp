@@ -201,17 +201,13 @@ PAXAPI HDIB PAXCALL DitherOrdered(HDIB image, int type) {
         BlockLock source(image);
         if (!source) return nullptr;
         const SIZE_T blockSize = source.size();
-        if (blockSize < static_cast<SIZE_T>(kDibHeaderSize)) return nullptr;
-        BITMAPINFOHEADER h;
-        std::memcpy(&h, source.data(), sizeof h);
-        if (h.biBitCount != 8) return nullptr;
-        if (h.biSize != static_cast<DWORD>(kDibHeaderSize) || h.biWidth < 0) return nullptr;
-        const int64_t entries = h.biClrUsed != 0 ? static_cast<int64_t>(h.biClrUsed) : kFullTable;
-        const int64_t rows = h.biHeight < 0 ? -static_cast<int64_t>(h.biHeight) : h.biHeight;
-        const int64_t stride = ((static_cast<int64_t>(h.biWidth) + 3) / 4) * 4;
-        const int64_t offset = kDibHeaderSize + 4 * entries;
-        const int64_t size = static_cast<int64_t>(blockSize);
-        if (offset > size || (rows > 0 && stride > (size - offset) / rows)) return nullptr;
+        LayoutRules rules;
+        rules.depths = uint64_t{1} << 8;
+        rules.topDown = true;
+        const DibLayout l = LocateImage(source.data(), blockSize, rules);
+        if (!l.header || !l.depthAccepted || !l.ok()) return nullptr;
+        const int64_t entries = l.tableEntries;
+        const int64_t stride = l.stride, rows = l.height;
 
         copy = MakeWorkingCopy(source.data(), blockSize, entries, stride * rows);
         if (!copy) return nullptr;
@@ -221,8 +217,8 @@ PAXAPI HDIB PAXCALL DitherOrdered(HDIB image, int type) {
             return nullptr;
         }
         const int64_t copyOffset = kDibHeaderSize + 4 * std::max<int64_t>(entries, kFullTable);
-        Threshold(target.data() + copyOffset, stride, h.biWidth, rows, h.biHeight < 0,
-                  kMatrices[type]);
+        if (!l.empty()) // no columns: no row is walked, however many there are
+            Threshold(target.data() + copyOffset, stride, l.width, rows, l.topDown, kMatrices[type]);
     }
     HDIB result = DitherSierra(copy, 1);
     GlobalFree(copy);

@@ -3,26 +3,6 @@
 
 #include <cstring>
 
-int64_t ColorTableEntries(const BITMAPINFOHEADER *header) {
-    int bits;
-    if (header->biSize == kDibHeaderSize) {
-        if (header->biClrUsed != 0) return header->biClrUsed;
-        bits = header->biBitCount;
-    } else {
-        bits = reinterpret_cast<const BITMAPCOREHEADER *>(header)->bcBitCount;
-    }
-    switch (bits) {
-    case 1: return 2;
-    case 4: return 16;
-    case 8: return 256;
-    default: return 0;
-    }
-}
-
-int64_t ColorTableSize(const BITMAPINFOHEADER *header) {
-    return ColorTableEntries(header) * (header->biSize == kDibHeaderSize ? 4 : 3);
-}
-
 HGLOBAL DuplicateDIB(HGLOBAL block) {
     if (!block) return nullptr;
     SIZE_T size = GlobalSize(block);
@@ -38,12 +18,15 @@ namespace {
 
 HDIB CreateDIBLike(HDIB source, int bits) {
     BlockLock src(source);
-    if (!src || src.size() < kDibHeaderSize) return nullptr;
-    const auto *header = reinterpret_cast<const BITMAPINFOHEADER *>(src.data());
-    if (header->biWidth < 0 || header->biHeight < 0) return nullptr;
-    int64_t stride = bits == 32 ? Stride32(header->biWidth) : Stride24(header->biWidth);
-    int64_t size = stride * header->biHeight;
-    if (size > 0xFFFFFFFFll - kDibHeaderSize) return nullptr; // biSizeImage is 32 bits
+    if (!src) return nullptr;
+    // Only the dimensions matter here: the source's own rows are not read.
+    const DibLayout in = LocateImage(src.data(), src.size(), LayoutRules{});
+    if (!in.header || in.width < 0 || in.heightField < 0) return nullptr;
+    const BITMAPINFOHEADER *header = in.header;
+    uint64_t size = 0;
+    if (!CheckedImageSize(RowBytes(static_cast<uint64_t>(in.width), static_cast<uint64_t>(bits)),
+                          static_cast<uint64_t>(in.height), 0xFFFFFFFFull - kDibHeaderSize, &size))
+        return nullptr; // biSizeImage is 32 bits
     OwnedBlock result(GlobalAlloc(GHND, static_cast<SIZE_T>(kDibHeaderSize + size)));
     if (!result) return nullptr;
     BlockLock dst(result.get());
@@ -78,20 +61,11 @@ int ModelTagMatches(int model, DWORD tag) {
 }
 
 bool DescribeDib(void *block, SIZE_T blockSize, int bitsPerPixel, DibLayout *layout) {
-    if (!block || blockSize < kDibHeaderSize) return false;
-    auto *header = static_cast<BITMAPINFOHEADER *>(block);
-    if (header->biWidth < 0 || header->biHeight < 0) return false;
-    int64_t offset = kDibHeaderSize + ColorTableSize(header);
-    int64_t stride = StrideForBits(header->biWidth, bitsPerPixel);
-    int64_t imageSize = stride * header->biHeight;
-    if (offset > static_cast<int64_t>(blockSize) ||
-        imageSize > static_cast<int64_t>(blockSize) - offset)
-        return false;
-    layout->header = header;
-    layout->pixels = static_cast<BYTE *>(block) + offset;
-    layout->width = header->biWidth;
-    layout->height = header->biHeight;
-    layout->stride = stride;
-    layout->imageSize = imageSize;
+    LayoutRules rules;
+    rules.depths = bitsPerPixel > 0 && bitsPerPixel < 64 ? uint64_t{1} << bitsPerPixel : 0;
+    rules.requireInfoHeader = false;
+    DibLayout l = LocateImage(block, blockSize, rules);
+    if (!l.ok() || !l.depthAccepted) return false;
+    *layout = l;
     return true;
 }

@@ -3,18 +3,10 @@
 #ifndef PAX_FRAME_DIB_H
 #define PAX_FRAME_DIB_H
 
+#include "layout.h"
 #include "paximage.h"
 
 #include <cstdint>
-
-constexpr int kDibHeaderSize = 40;
-
-// Colour-table entries: biClrUsed when the header is 40 bytes and it is not 0,
-// else by depth (1: 2, 4: 16, 8: 256, other: 0). A header of another size is
-// read as a BITMAPCOREHEADER (3-byte entries). 64-bit: any biClrUsed a
-// header may claim gives a size that can be compared with the block.
-int64_t ColorTableEntries(const BITMAPINFOHEADER *header);
-int64_t ColorTableSize(const BITMAPINFOHEADER *header); // bytes
 
 // Row strides. 64-bit so that no width overflows them.
 inline int64_t Stride24(int64_t width) { return ((width + 1) * 3 / 4) * 4; }
@@ -40,18 +32,10 @@ long GetDIBModelTag(HDIB image);
 // 1 when tag is the tag of model (1: 0; 2..9: model + 8), else 0.
 int ModelTagMatches(int model, DWORD tag);
 
-// Where an image's pixels are, checked against the block that holds them.
-struct DibLayout {
-    BITMAPINFOHEADER *header = nullptr;
-    BYTE *pixels = nullptr;
-    int64_t width = 0, height = 0;
-    int64_t stride = 0;
-    int64_t imageSize = 0; // stride x height
-};
-
-// Fills layout for a locked block of blockSize bytes whose rows have the given
-// stride rule (bits per pixel). False when the header does not fit, width or
-// height is negative, or the rows do not lie inside the block.
+// LocateImage for a bottom-up image of bitsPerPixel whose colour table
+// follows the header (any header size). False when the header does not fit,
+// the depth differs, width or height is negative, or the table or rows do not
+// lie inside the block.
 bool DescribeDib(void *block, SIZE_T blockSize, int bitsPerPixel, DibLayout *layout);
 
 // Pixel access. (x, y) with y = 0 the top row, in rows stored bottom-up.

@@ -17,6 +17,29 @@ struct ThreadState {
     LONG progressStep;
 };
 
+// The null result of a failed call: a null handle, 0 or false.
+struct NullResult {
+    template <typename T> operator T *() const { return nullptr; }
+    operator int() const { return 0; }
+    operator bool() const { return false; }
+};
+
+// Stores a failure's code where the operation reports it and gives the null
+// result to return: a CCE_ code goes to convertError, an IMS_ code to
+// imageStatus, and the convolution's codes to the caller's variable.
+inline NullResult Fail(ThreadState *state, PaxConvertError code) {
+    state->convertError = code;
+    return {};
+}
+inline NullResult Fail(ThreadState *state, PaxImageStatus code) {
+    state->imageStatus = code;
+    return {};
+}
+inline NullResult Fail(int *errorCode, PaxImageStatus code) {
+    *errorCode = code;
+    return {};
+}
+
 // The calling thread's record, made on demand for a thread that the library
 // did not see attach. Never null: when no record can be made the thread ends.
 ThreadState *GetThreadState();

@@ -125,6 +125,14 @@ HFILE OpenFile(LPCSTR path, OFSTRUCT *info, UINT style) {
     if (!path || style != OF_READ) return HFILE_ERROR;
     int fd = open(path, O_RDONLY | O_CLOEXEC);
     if (fd < 0) return HFILE_ERROR;
+    if (fd == 0) {
+        // Standard input was closed, so the file got descriptor 0; callers
+        // take a handle of 0 for a failure, so it is moved to a higher one.
+        int moved = fcntl(fd, F_DUPFD_CLOEXEC, 1);
+        close(fd);
+        if (moved < 0) return HFILE_ERROR;
+        fd = moved;
+    }
     if (info) {
         info->cBytes = sizeof *info;
         std::strncpy(info->szPathName, path, sizeof info->szPathName - 1);

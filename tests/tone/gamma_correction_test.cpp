@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
+
 #include <cmath>
 
 #ifndef _WIN32
@@ -108,7 +110,7 @@ TEST(GammaCorrectionChecks, CodesAndSilentFailures) {
     };
     EXPECT_EQ(run(nullptr, 100, 100, 100), CceName(CCE_BADARGUMENT));
     HGLOBAL image = paxtest::MakeRandomDib24(3, 3, 6);
-    for (int bad : {9, 501, 0, -1, 1 << 30}) {
+    for (int bad : {9, 501, 0, -1, 1 << 30, INT_MIN, INT_MIN + 9, INT_MAX}) {
         EXPECT_EQ(run(image, bad, 100, 100), CceName(CCE_BADARGUMENT)) << bad;
         EXPECT_EQ(run(image, 100, bad, 100), CceName(CCE_BADARGUMENT)) << bad;
         EXPECT_EQ(run(image, 100, 100, bad), CceName(CCE_BADARGUMENT)) << bad;

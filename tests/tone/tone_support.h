@@ -62,8 +62,8 @@ inline int Intensity(const BYTE *p, int mode) {
     return mode == 1 ? (8 * p[0] + 15 * p[1] + 3 * p[2]) / 26 : (p[0] + p[1] + p[2]) / 3;
 }
 
-// The convolution of a bottom-up 24-bit image (40-byte header, colour table of
-// biClrUsed entries), evaluated as the plain double sum per output pixel with
+// The convolution of a bottom-up 24-bit image (rows right after the 40-byte
+// header, whatever biClrUsed says), evaluated as the plain double sum per output pixel with
 // replicated edges. k is the coefficient list: n x n values, then D. Returns
 // the caller's block as filtering in place leaves it.
 inline std::vector<BYTE> ReferenceConvolution(const std::vector<BYTE> &block, int mode, int n,
@@ -73,7 +73,7 @@ inline std::vector<BYTE> ReferenceConvolution(const std::vector<BYTE> &block, in
     std::memcpy(&hd, block.data(), sizeof hd);
     const int w = hd.biWidth, rows = hd.biHeight, h = n / 2;
     const int64_t stride = Stride24(w);
-    const BYTE *pix = block.data() + 40 + 4 * hd.biClrUsed;
+    const BYTE *pix = block.data() + 40;
     std::vector<int> in(static_cast<size_t>(w) * rows);
     for (int r = 0; r < rows; ++r)
         for (int c = 0; c < w; ++c) in[r * w + c] = Intensity(pix + r * stride + 3 * c, mode);
@@ -104,12 +104,12 @@ inline std::vector<BYTE> ReferenceConvolution(const std::vector<BYTE> &block, in
     return out;
 }
 
-// What a new image holds for the same filtering: the header and table, the
+// What a new image holds for the same filtering: the 40 header bytes, the
 // filtered pixels, zero padding; `size` pixel bytes (biSizeImage or rows).
 inline std::vector<BYTE> AsNewImage(const std::vector<BYTE> &filtered, int64_t size) {
     BITMAPINFOHEADER hd;
     std::memcpy(&hd, filtered.data(), sizeof hd);
-    int64_t offset = 40 + 4 * static_cast<int64_t>(hd.biClrUsed);
+    const int64_t offset = 40;
     std::vector<BYTE> out(static_cast<size_t>(offset + size), 0);
     std::memcpy(out.data(), filtered.data(), static_cast<size_t>(offset));
     int64_t stride = Stride24(hd.biWidth);
