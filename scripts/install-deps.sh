@@ -1,14 +1,29 @@
 #!/usr/bin/env bash
-# Installs what building and testing PaxImage needs on Debian 12: the native
-# toolchain with GoogleTest and Google Benchmark, mingw-w64 for the Windows DLL,
-# Wine and Xvfb to run it, stb for the command-line tool, clang with its
-# libFuzzer runtime for the fuzz targets, and Debian's Python with numpy,
-# Pillow, pytest, pip and setuptools for the Python package.
+# Installs the Debian 12 packages that a job needs, and nothing more:
+#   scripts/install-deps.sh linux      build the library, paximg and the Linux tests
+#   scripts/install-deps.sh install    + pkg-config, for the install test's host programs
+#   scripts/install-deps.sh windows    + mingw-w64, Wine, Xvfb, and llvm, clang and lld for
+#                                      the import library and the link test
+#   scripts/install-deps.sh fuzz       + clang with its libFuzzer runtime
+#   scripts/install-deps.sh python     + Debian's Python with numpy, Pillow, pytest, pip
+#                                      and setuptools, for the Python package
+#   scripts/install-deps.sh bench      + Google Benchmark, and OpenCV for the anchors
+# Several groups may be named at once; none means linux.
 set -euo pipefail
-packages=(build-essential cmake ninja-build libgtest-dev libbenchmark-dev libstb-dev
-          g++-mingw-w64-x86-64-posix wine64 xvfb xauth clang libclang-rt-dev
-          python3 python3-numpy python3-pil python3-pytest python3-setuptools python3-pip
-          python3-wheel python3-venv)
+declare -A groups=(
+    [linux]="build-essential cmake ninja-build libgtest-dev libstb-dev"
+    [install]="pkgconf"
+    [windows]="g++-mingw-w64-x86-64-posix wine64 xvfb xauth llvm clang lld"
+    [fuzz]="clang libclang-rt-dev python3"
+    [python]="python3 python3-numpy python3-pil python3-pytest python3-setuptools python3-pip python3-wheel python3-venv"
+    [bench]="libbenchmark-dev libopencv-dev"
+)
+packages=()
+for group in linux "$@"; do
+    [ -n "${groups[$group]+set}" ] || { echo "install-deps.sh: unknown group '$group'" >&2; exit 2; }
+    read -r -a more <<<"${groups[$group]}"
+    packages+=("${more[@]}")
+done
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -5,7 +5,7 @@
 # corpus, and the Python package against the Linux build (Debian's python3).
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/install-deps.sh
+scripts/install-deps.sh linux install windows fuzz python
 jobs=$(nproc)
 for preset in linux linux-asan linux-tsan windows fuzz; do
     echo "== $preset =="

@@ -9,8 +9,10 @@
 #include "win32lite.h"
 #include "win32lite_test.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <deque>
@@ -33,7 +35,7 @@ struct Window {
     WNDPROC windowProc = nullptr;
     std::vector<HWND> children;
     long rangeMin = 0, rangeMax = 100, step = 10, position = 0;
-    long drawn = -1; // filled length last drawn on the terminal
+    long drawn = -1; // percentage last drawn on the terminal
 };
 
 std::mutex g_mutex;
@@ -60,18 +62,38 @@ HWND Add(Window *w) {
     return h;
 }
 
-// Draws only when the filled length changes: steps can be many thousands.
+// The terminal's width in columns (80 when it does not say).
+long TerminalColumns() {
+    struct winsize size = {};
+    if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
+    return 80;
+}
+
+// "Process Image... [####    ]  42%", fitted into one line of the terminal
+// (the bar shrinks, then goes; the percentage stays). Drawn only when the
+// percentage changes: steps can be many thousands.
 void DrawBar(Window &bar, bool last) {
-    const int width = 40;
     long span = bar.rangeMax - bar.rangeMin;
-    long done = span > 0 ? (bar.position - bar.rangeMin) * width / span : 0;
-    if (done < 0) done = 0;
-    if (done > width) done = width;
-    if (!last && done == bar.drawn) return;
-    bar.drawn = done;
-    std::string line = "\rProcess Image... [" + std::string(static_cast<size_t>(done), '#') +
-                       std::string(static_cast<size_t>(width - done), ' ') + "]";
-    if (last) line = "\r" + std::string(line.size(), ' ') + "\r";
+    long percent = span > 0 ? (bar.position - bar.rangeMin) * 100 / span : 0;
+    if (percent < 0) percent = 0;
+    if (percent > 100) percent = 100;
+    if (!last && percent == bar.drawn) return;
+    bar.drawn = percent;
+    const std::string label = "Process Image...";
+    const long columns = TerminalColumns() - 1; // never write into the last column
+    long width = std::min(40L, columns - (long)label.size() - 8); // " [" "] " "100%"
+    char figure[8];
+    std::snprintf(figure, sizeof figure, "%3ld%%", percent);
+    std::string line;
+    if (width >= 4) {
+        const long done = percent * width / 100;
+        line = label + " [" + std::string(static_cast<size_t>(done), '#') +
+               std::string(static_cast<size_t>(width - done), ' ') + "] " + figure;
+    } else {
+        line = (columns >= (long)label.size() + 5 ? label + " " : std::string()) + figure;
+    }
+    line = "\r" + line;
+    if (last) line = "\r" + std::string(line.size() - 1, ' ') + "\r";
     ssize_t ignored = write(STDERR_FILENO, line.data(), line.size());
     (void)ignored;
 }

@@ -5,6 +5,7 @@
 // tool hands its images and arguments over exactly.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -237,14 +238,14 @@ Dib TakeResult(Handle h) {
 }
 
 // An image encoded by stb (PNG when `quality` is 0, else JPEG).
-Bytes Encode(int channels, const Bytes &pixels, int quality) {
+Bytes Encode(int channels, const Bytes &pixels, int quality, int w = kW, int h = kH) {
     Bytes out;
     auto sink = [](void *context, void *data, int size) {
         auto *to = static_cast<Bytes *>(context);
         to->insert(to->end(), static_cast<uint8_t *>(data), static_cast<uint8_t *>(data) + size);
     };
-    if (quality) stbi_write_jpg_to_func(sink, &out, kW, kH, channels, pixels.data(), quality);
-    else stbi_write_png_to_func(sink, &out, kW, kH, channels, pixels.data(), kW * channels);
+    if (quality) stbi_write_jpg_to_func(sink, &out, w, h, channels, pixels.data(), quality);
+    else stbi_write_png_to_func(sink, &out, w, h, channels, pixels.data(), w * channels);
     return out;
 }
 
@@ -265,22 +266,25 @@ std::string ToolPath() { return OwnFolder() + "paximg.exe"; }
 std::string ToolPath() { return OwnFolder() + "paximg"; }
 #endif
 
-ToolRun RunTool(const std::vector<std::string> &args) {
+// Standard input from `in` (else empty), standard output into `out` (else
+// with the messages).
+ToolRun RunTool(const std::vector<std::string> &args, const std::string &in = "", const std::string &out = "") {
     ToolRun result;
     const fs::path log = g_dir / "tool-output.txt";
 #ifdef _WIN32
     std::string command = "\"" + ToolPath() + "\"";
     for (const std::string &a : args) command += " \"" + a + "\"";
     SECURITY_ATTRIBUTES inherit = {sizeof inherit, nullptr, TRUE};
-    HANDLE out = CreateFileA(log.string().c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherit,
-                             CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    HANDLE in = CreateFileA("NUL", GENERIC_READ, 0, &inherit, OPEN_EXISTING, 0, nullptr);
+    HANDLE messages = CreateFileA(log.string().c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherit,
+                                  CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    HANDLE input = CreateFileA(in.empty() ? "NUL" : in.c_str(), GENERIC_READ, FILE_SHARE_READ, &inherit, OPEN_EXISTING, 0, nullptr);
+    HANDLE output = out.empty() ? messages : CreateFileA(out.c_str(), GENERIC_WRITE, 0, &inherit, CREATE_ALWAYS, 0, nullptr);
     STARTUPINFOA si = {};
     si.cb = sizeof si;
     si.dwFlags = STARTF_USESTDHANDLES;
-    si.hStdInput = in;
-    si.hStdOutput = out;
-    si.hStdError = out;
+    si.hStdInput = input;
+    si.hStdOutput = output;
+    si.hStdError = messages;
     PROCESS_INFORMATION pi = {};
     std::vector<char> line(command.begin(), command.end());
     line.push_back(0);
@@ -293,8 +297,9 @@ ToolRun RunTool(const std::vector<std::string> &args) {
         CloseHandle(pi.hProcess);
         CloseHandle(pi.hThread);
     }
-    CloseHandle(out);
-    if (in != INVALID_HANDLE_VALUE) CloseHandle(in);
+    CloseHandle(messages);
+    if (output != messages) CloseHandle(output);
+    if (input != INVALID_HANDLE_VALUE) CloseHandle(input);
 #else
     std::vector<std::string> all = {ToolPath()};
     all.insert(all.end(), args.begin(), args.end());
@@ -303,10 +308,10 @@ ToolRun RunTool(const std::vector<std::string> &args) {
     argv.push_back(nullptr);
     pid_t pid = fork();
     if (pid == 0) {
-        FILE *f = std::fopen(log.c_str(), "wb");
-        if (f) dup2(fileno(f), 1), dup2(fileno(f), 2);
-        FILE *null = std::fopen("/dev/null", "rb");
-        if (null) dup2(fileno(null), 0);
+        FILE *f = std::fopen(log.c_str(), "wb"), *o = out.empty() ? f : std::fopen(out.c_str(), "wb");
+        if (f && o) dup2(fileno(o), 1), dup2(fileno(f), 2);
+        FILE *i = std::fopen(in.empty() ? "/dev/null" : in.c_str(), "rb");
+        if (i) dup2(fileno(i), 0);
         execv(argv[0], argv.data());
         _exit(127);
     }
@@ -399,6 +404,12 @@ TEST_F(Paximg, HelpListsEveryCommandAndVersionIsTheLibrarys) {
         EXPECT_EQ(help.status, 0) << c;
         EXPECT_NE(help.output.find("Usage: paximg " + std::string(c)), std::string::npos) << help.output;
     }
+    // What a user needs to read the results: byte encodings, the gamma
+    // formula, the 8-bit wrap, intensity-only filtering.
+    const std::pair<const char *, const char *> explained[] = {
+        {"convert", "  hsv   H S V"}, {"split", "  lab   L a b"}, {"gamma", "255 ^ 0.5    = 15.97 -> 15"},
+        {"dither", "wrap around"}, {"convolve", "Only the intensity is filtered"}};
+    for (const auto &e : explained) EXPECT_NE(RunTool({e.first, "--help"}).output.find(e.second), std::string::npos) << e.first;
     ToolRun none = RunTool({});
     EXPECT_EQ(none.status, 2);
     EXPECT_NE(none.output.find("Usage:"), std::string::npos);
@@ -465,6 +476,37 @@ TEST_F(Paximg, ReadsEveryInputFormat) {
     const size_t stride = Stride(kW, 24);
     for (int y = 0; y < kH; ++y) std::memcpy(&topDown[40 + y * stride], &bottomUp[40 + (kH - 1 - y) * stride], stride);
 
+    // Run-length files (8 and 4 bits): each stored row a run of 4, a literal
+    // of the other 9 pixels padded to 2 bytes, end of row; the top row only its
+    // run, a jump to its end and the end of the picture (skipped pixels: index 0).
+    auto rleIndex = [](int x, int y) { return y == 0 && x >= 4 ? 0 : x < 4 ? y + 1 : (x * 3 + y) % 16; };
+    auto rle = [&](int bits) {
+        Bytes data;
+        for (int y = kH - 1; y >= 0; --y) {
+            data.insert(data.end(), {4, (uint8_t)(bits == 8 ? y + 1 : (y + 1) * 17)});
+            if (y == 0) break;
+            Bytes literal = {0, kW - 4};
+            for (int x = 4; x < kW; ++x)
+                if (bits == 8 || x % 2 == 0) literal.push_back((uint8_t)(rleIndex(x, y) << (bits == 8 ? 0 : 4)));
+                else literal.back() |= (uint8_t)rleIndex(x, y);
+            if (literal.size() % 2) literal.push_back(0);
+            data.insert(data.end(), literal.begin(), literal.end());
+            data.insert(data.end(), {0, 0});
+        }
+        data.insert(data.end(), {0, 2, kW - 4, 0, 0, 1});
+        Bytes f = BmpFile(MakeDib(kW, kH, bits, table16, [](int, int) { return 0u; }));
+        f.resize(14 + 40 + 16 * 4);
+        Put(&f[14 + 16], bits == 8 ? 1 : 2);
+        Put(&f[14 + 20], (uint32_t)data.size());
+        f.insert(f.end(), data.begin(), data.end());
+        return f;
+    };
+    // 32-bit bit fields: R, G, B masks after a 40-byte header, pixels after them.
+    Bytes fields = BmpFile(MakeDib(kW, kH, 32, {}, [](int x, int y) { return Bgr(TestColour(x, y)); }));
+    const Bytes masks = {0, 0, 0xFF, 0, 0, 0xFF, 0, 0, 0xFF, 0, 0, 0};
+    fields.insert(fields.begin() + 54, masks.begin(), masks.end());
+    Put(&fields[10], 54 + 12);
+    Put(&fields[14 + 16], 3);
     struct Case {
         std::string name;
         Bytes file;
@@ -478,7 +520,10 @@ TEST_F(Paximg, ReadsEveryInputFormat) {
         {"d32.bmp", BmpFile(MakeDib(kW, kH, 32, {}, [](int x, int y) { return Bgr(TestColour(x, y)) | 0x7Fu << 24; })),
          TestColour},
         {"topdown.bmp", BmpFile(topDown), TestColour},
+        {"fields.bmp", fields, TestColour},
         {"core.bmp", core, [](int x, int) { return x == 0 ? Rgb{0, 0, 255} : Rgb{255, 0, 0}; }},
+        {"rle8.bmp", rle(8), [&](int x, int y) { return table16[rleIndex(x, y)]; }},
+        {"rle4.bmp", rle(4), [&](int x, int y) { return table16[rleIndex(x, y)]; }},
         // PNG is lossless.
         {"p.png", Bytes(), TestColour},
         // A grey PNG with alpha: grey x * 20; transparent pixels (x >= 6) laid over white.
@@ -645,6 +690,120 @@ TEST_F(Paximg, ColorValuesMatchTheLibrary) {
     }
 }
 
+// A kernel is typed as it is seen: a single weight at (row a, column b) of an
+// n x n kernel copies the pixel a - n/2 rows below and b - n/2 columns right
+// of each output pixel (rows and columns beyond the edge repeat the last
+// one), on a picture that is 200 where x >= 6 and y >= 3, else 50.
+TEST_F(Paximg, KernelPointsAsSeen) {
+    auto bright = [](int x, int y) { return x >= 6 && y >= 3; };
+    WriteInput("corner.bmp", MakeDib(kW, kH, 24, {}, [&](int x, int y) { return bright(x, y) ? 0xC8C8C8u : 0x323232u; }));
+    const struct {
+        int n, a, b;
+    } cases[] = {{3, 1, 2}, {3, 1, 0}, {3, 2, 1}, {3, 0, 1}, {5, 0, 4}, {7, 6, 0}};
+    for (const auto &c : cases) {
+        std::string kernel;
+        for (int i = 0; i < c.n * c.n; ++i) kernel += (i == c.a * c.n + c.b ? "1," : "0,");
+        Ok({"convolve", "--kernel", kernel + "1", P("corner.bmp"), P("dir.bmp")});
+        const Dib out = ReadBmp(Path("dir.bmp"));
+        for (int y = 0; y < kH; ++y)
+            for (int x = 0; x < kW; ++x) {
+                const int sx = std::clamp(x + c.b - c.n / 2, 0, kW - 1), sy = std::clamp(y + c.a - c.n / 2, 0, kH - 1);
+                ASSERT_EQ(out.At(x, y).g, bright(sx, sy) ? 200 : 50) << kernel << " at " << x << "," << y;
+            }
+    }
+}
+
+// JPEG EXIF orientation on a 16 x 8 picture, black left and white right
+// (rotated clockwise, the left side goes to the top); a 16-bit PNG is read
+// with a note that its samples lose their low bytes.
+TEST_F(Paximg, InputsAreTurnedUprightAndReducedWithANote) {
+    Bytes halves(16 * 8 * 3);
+    for (size_t i = 0; i < halves.size(); ++i) halves[i] = (i / 3) % 16 < 8 ? 0 : 255;
+    const Bytes jpeg = Encode(3, halves, 95, 16, 8);
+    const struct {
+        int orientation, w, h, darkX, darkY, brightX, brightY;
+    } cases[] = {{1, 16, 8, 2, 4, 13, 4}, {3, 16, 8, 13, 4, 2, 4}, {6, 8, 16, 4, 2, 4, 13}, {8, 8, 16, 4, 13, 4, 2}};
+    for (const auto &c : cases) {
+        // APP1 "Exif": a little-endian TIFF header, one directory entry 0x0112 (SHORT).
+        Bytes exif = {0xFF, 0xE1, 0, 34, 'E', 'x', 'i', 'f', 0, 0, 'I', 'I', 42, 0, 8, 0, 0, 0, 1, 0,
+                      0x12, 0x01, 3, 0, 1, 0, 0, 0, (uint8_t)c.orientation, 0, 0, 0, 0, 0, 0, 0};
+        Bytes file(jpeg.begin(), jpeg.begin() + 2);
+        file.insert(file.end(), exif.begin(), exif.end());
+        file.insert(file.end(), jpeg.begin() + 2, jpeg.end());
+        WriteFile(Path("exif.jpg"), file);
+        Ok({"convert", "--to", "rgb", P("exif.jpg"), P("exif.bmp")});
+        const Dib d = ReadBmp(Path("exif.bmp"));
+        ASSERT_EQ(std::vector<int>({d.width, d.height}), std::vector<int>({c.w, c.h})) << c.orientation;
+        EXPECT_LT(d.At(c.darkX, c.darkY).g, 64) << c.orientation;
+        EXPECT_GT(d.At(c.brightX, c.brightY).g, 192) << c.orientation;
+    }
+    // A 16-bit grey PNG of one row, 0xAB00 + x * 0x0101, stored uncompressed.
+    auto crc = [](const uint8_t *p, size_t n) {
+        uint32_t c = 0xFFFFFFFF;
+        for (size_t i = 0; i < n; ++i) {
+            c ^= p[i];
+            for (int k = 0; k < 8; ++k) c = c & 1 ? 0xEDB88320 ^ (c >> 1) : c >> 1;
+        }
+        return ~c;
+    };
+    Bytes png = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+    auto chunk = [&](const char *type, const Bytes &data) {
+        Bytes c(4 + 4 + data.size());
+        for (int i = 0; i < 4; ++i) c[i] = (uint8_t)(data.size() >> (24 - 8 * i)), c[4 + i] = (uint8_t)type[i];
+        std::copy(data.begin(), data.end(), c.begin() + 8);
+        const uint32_t sum = crc(&c[4], c.size() - 4);
+        for (int i = 0; i < 4; ++i) c.push_back((uint8_t)(sum >> (24 - 8 * i)));
+        png.insert(png.end(), c.begin(), c.end());
+    };
+    chunk("IHDR", {0, 0, 0, 4, 0, 0, 0, 1, 16, 0, 0, 0, 0});
+    Bytes raw = {0};
+    for (int x = 0; x < 4; ++x) raw.insert(raw.end(), {(uint8_t)(0xAB + x), (uint8_t)x});
+    uint32_t a = 1, b = 0;
+    for (uint8_t v : raw) a = (a + v) % 65521, b = (b + a) % 65521;
+    Bytes z = {0x78, 0x01, 1, (uint8_t)raw.size(), 0, (uint8_t)~raw.size(), 0xFF};
+    z.insert(z.end(), raw.begin(), raw.end());
+    for (int i = 0; i < 4; ++i) z.push_back((uint8_t)((b << 16 | a) >> (24 - 8 * i)));
+    chunk("IDAT", z);
+    chunk("IEND", {});
+    WriteFile(Path("deep.png"), png);
+    ToolRun r = RunTool({"convert", "--to", "rgb", P("deep.png"), P("deep.bmp")});
+    ASSERT_EQ(r.status, 0) << Describe(r);
+    EXPECT_NE(r.output.find("16-bit samples"), std::string::npos) << r.output;
+    for (int x = 0; x < 4; ++x) EXPECT_EQ(ReadBmp(Path("deep.bmp")).At(x, 0).r, 0xAB + x);
+}
+
+// JPEG output read back, grey results as grey PNG, several inputs into a
+// folder, and the standard input and output: each file as a single run makes it.
+TEST_F(Paximg, OutputsBatchesAndStreams) {
+    Ok({"desaturate", P("in.bmp"), P("single.png")});
+    Ok({"desaturate", P("in.bmp"), P("single.bmp")});
+    Ok({"desaturate", "--quality", "95", P("in.bmp"), P("single.jpg")});
+    Ok({"convert", "--to", "rgb", P("single.jpg"), P("back.bmp")});
+    const Dib exact = ReadBmp(Path("single.bmp")), back = ReadBmp(Path("back.bmp"));
+    for (int y = 0; y < kH; ++y)
+        for (int x = 0; x < kW; ++x) EXPECT_NEAR(back.At(x, y).g, exact.At(x, y).g, 12) << x << "," << y;
+    // PNG header: bit depth at byte 24, colour type at 25 (0 grey, 2 RGB).
+    Ok({"ordered", P("grey.bmp"), P("ordered.png")});
+    Ok({"dither", "--bits", "8", P("in.bmp"), P("colour.png")});
+    const Bytes grey = ReadFile(Path("ordered.png")), colour = ReadFile(Path("colour.png"));
+    EXPECT_EQ(std::vector<int>({grey[24], grey[25], colour[24], colour[25]}), std::vector<int>({8, 0, 8, 2}));
+
+    fs::create_directories(Path("batch"));
+    WriteFile(Path("text.bmp"), Bytes{'h', 'i'});
+    ToolRun r = RunTool({"desaturate", "--output-dir", P("batch"), "--format", "png", P("in.bmp"), P("text.bmp"), P("grey.bmp")});
+    EXPECT_EQ(r.status, 1) << Describe(r);
+    EXPECT_NE(r.output.find("1 of 3 images failed"), std::string::npos) << r.output;
+    EXPECT_EQ(ReadFile(Path("batch/in.png")), ReadFile(Path("single.png")));
+    EXPECT_TRUE(fs::exists(Path("batch/grey.png")));
+    EXPECT_FALSE(fs::exists(Path("batch/text.png")));
+
+    for (const char *format : {"bmp", "png"}) {
+        r = RunTool({"desaturate", "--format", format, "-", "-"}, P("in.bmp"), P("piped.out"));
+        EXPECT_EQ(r.status, 0) << Describe(r);
+        EXPECT_EQ(ReadFile(Path("piped.out")), ReadFile(Path(std::string("single.") + format))) << format;
+    }
+}
+
 // ---------------------------------------------------------------------------
 // Errors: a message, a status, and no output file.
 
@@ -679,7 +838,11 @@ TEST_F(Paximg, ErrorsSayWhatWentWrong) {
         {{d, P("toomuch.bmp"), out}, 1, "too large for memory", "out.bmp"},
         {{d, "--bogus", in, out}, 2, "unknown option --bogus", "out.bmp"},
         {{d, in}, 2, "expected INPUT OUTPUT", "out.bmp"},
-        {{d, in, P("out.gif")}, 2, "name it .bmp or .png", "out.gif"},
+        {{d, in, P("out.gif")}, 2, "name it .bmp, .png or .jpg", "out.gif"},
+        {{d, "--format", "gif", in, "-"}, 2, "--format takes bmp, png or jpg", "out.bmp"},
+        {{d, "--format", "png", in, out}, 2, "does not match the output", "out.bmp"},
+        {{d, g_dir.string(), out}, 1, "is a directory", "out.bmp"},
+        {{d, in, "--output-dir", P("no-such-folder")}, 1, "does not exist", "no-such-folder/in.bmp"},
         {{d, in, P("no-such-folder/out.bmp")}, 1, "cannot write", "no-such-folder/out.bmp"},
         {{"no-such-command"}, 2, "unknown command", "out.bmp"},
         {{"hue-saturation", "--hue", "400", in, out}, 2, "--hue must be between -180 and 180", "out.bmp"},
@@ -692,10 +855,21 @@ TEST_F(Paximg, ErrorsSayWhatWentWrong) {
         {{"color", "--from", "cmyk", "--to", "rgb", "1,2,3"}, 2, "has 4 components", "out.bmp"},
         {{"dither", "--method", "sharp", "--bits", "8", in, out}, 2, "--bits for sharp is 1 or 4", "out.bmp"},
         {{"dither", "--bits", "8", P("grey.bmp"), out}, 1, "not below the image's 8 bits", "out.bmp"},
-        // The library's own refusal comes back in words: size 4 is not a built-in size.
-        {{"convolve", "--type", "mean", "--size", "4", in, out}, 1, "IMS_BADPARAM", "out.bmp"},
+        // The convolution's limits, named before the library is called.
+        {{"convolve", "--type", "mean", "--size", "4", in, out}, 2, "--size must be odd", "out.bmp"},
+        {{"convolve", "--type", "sharpen", "--size", "7", in, out}, 2, "--size 7 is taken only by", "out.bmp"},
+        {{"convolve", "--kernel", "128,0,0,0,0,0,0,0,0,1", in, out}, 2, "outside -127..127", "out.bmp"},
+        {{"convolve", "--kernel", "0,100,0,0,0,0,0,0,28,1", in, out}, 2, "positive weights add up to 128", "out.bmp"},
+        {{"convolve", "--kernel", "-100,0,0,0,0,0,0,0,-28,0", in, out}, 2, "negative weights add up to -128", "out.bmp"},
+        {{"convolve", "--filter-file", P("short.flt"), in, out}, 2, "holds 19 bytes; a 3 x 3 filter needs 20", "out.bmp"},
+        {{"convolve", "--filter-file", P("big.flt"), in, out}, 2, "weight -200 is outside", "out.bmp"},
     };
+    WriteFile(Path("short.flt"), Bytes(19, 0));
+    Bytes big(20, 0);
+    Put(&big[8], (uint16_t)-200, 2);
+    WriteFile(Path("big.flt"), big);
     for (const auto &c : cases) Refused(c.args, c.status, c.message, c.output);
+    EXPECT_EQ(RunTool({"bogus"}).output.find("bogus --help"), std::string::npos);
     // An existing output is replaced only by a finished file.
     WriteFile(Path("keep.bmp"), Bytes{'o', 'l', 'd'});
     EXPECT_EQ(RunTool({"desaturate", P("cut.bmp"), P("keep.bmp")}).status, 1);

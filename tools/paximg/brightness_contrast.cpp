@@ -12,29 +12,29 @@ Dib Adjust(HGLOBAL image, int brightness, int contrast, bool dialog) {
         if (v.Tag() != 0) Fail("the image holds " + std::string(ModelName(ModelOfTag(v.Tag()))) + " values; convert it to rgb first");
         if (v.Bits() == 1) Fail("ColorBrightnessContrast does not take 1-bit images");
     }
-    HGLOBAL result = ColorBrightnessContrast(image, (short)brightness, (short)contrast, dialog ? 1 : 0);
-    if (!result) {
-        if (dialog && GetLastColorConvertError() != CCE_NODIALOGENTRY) Cancelled("ColorBrightnessContrast");
+    try {
+        Dib result = pax::BrightnessContrast(image, (short)brightness, (short)contrast, dialog);
+        NoteDialogEntry(dialog);
+        return result;
+    } catch (const pax::Error &e) {
+        if (dialog && e.code().value != CCE_NODIALOGENTRY) Cancelled(e.operation());
         Fail("ColorBrightnessContrast returned no image");
     }
-    NoteDialogEntry(dialog);
-    return Dib(result);
 }
 
 int Run(const std::vector<std::string> &args) {
-    Options options(args, {{"brightness", true}, {"contrast", true}, {"dialog", false}});
-    options.ExpectPositional({"INPUT", "OUTPUT"});
-    CheckOutputName(options.Positional()[1]);
+    Options options(args, ImageOptions({{"brightness", true}, {"contrast", true}, {"dialog", false}}));
     const int brightness = (int)options.Int("brightness", -100, 100, 0);
     const int contrast = (int)options.Int("contrast", -100, 100, 0);
-    Dib image = ReadImage(options.Positional()[0]);
-    {
-        DibView v(image.get());
-        if (v.Bits() == 32 && v.Tag() == 0) image = ExpandTo24(image.get());
-    }
-    Dib result = Adjust(image.get(), brightness, contrast, options.Has("dialog"));
-    WriteImage(result.get(), options.Positional()[1]);
-    return kExitOk;
+    return ForEachImage(options, [&](Dib image, const std::string &) {
+        bool expand;
+        {
+            DibView v(image.get());
+            expand = v.Bits() == 32 && v.Tag() == 0;
+        }
+        if (expand) image = ExpandTo24(image.get());
+        return Adjust(image.get(), brightness, contrast, options.Has("dialog"));
+    });
 }
 
 const Registrar kCommand(Command{

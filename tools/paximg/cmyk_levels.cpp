@@ -5,29 +5,27 @@ namespace paximg {
 namespace {
 
 Dib Levels(HGLOBAL image, int c, int m, int y, int k, int mode) {
-    HGLOBAL result = ColorCMYKLevels(image, c, m, y, k, mode, nullptr);
-    if (!result) {
-        if (GetLastColorConvertError() == CCE_NONE && (mode == 2 || mode == 3)) Cancelled("ColorCMYKLevels");
-        FailWithConvertError("ColorCMYKLevels", mode == 1 || mode == 3);
+    try {
+        Dib result = pax::CMYKLevels(image, c, m, y, k, mode);
+        NoteDialogEntry(mode == 2 || mode == 3);
+        return result;
+    } catch (const pax::Error &e) {
+        FailFrom(e, mode != 0);
     }
-    NoteDialogEntry(mode == 2 || mode == 3);
-    return Dib(result);
 }
 
 int Run(const std::vector<std::string> &args) {
-    Options options(args, {{"cyan", true}, {"magenta", true}, {"yellow", true}, {"black", true},
-                           {"progress", false}, {"dialog", false}});
-    options.ExpectPositional({"INPUT", "OUTPUT"});
-    CheckOutputName(options.Positional()[1]);
+    Options options(args, ImageOptions({{"cyan", true}, {"magenta", true}, {"yellow", true}, {"black", true},
+                           {"progress", false}, {"dialog", false}}));
     const int c = (int)options.Int("cyan", -100, 100, 0);
     const int m = (int)options.Int("magenta", -100, 100, 0);
     const int y = (int)options.Int("yellow", -100, 100, 0);
     const int k = (int)options.Int("black", -100, 100, 0);
     const int mode = (ProgressOption(options) ? 1 : 0) | (options.Has("dialog") ? 2 : 0);
-    Dib image = LoadImage24(options.Positional()[0]);
-    Dib result = Levels(image.get(), c, m, y, k, mode);
-    WriteImage(result.get(), options.Positional()[1]);
-    return kExitOk;
+    return ForEachImage(options, [&](Dib image, const std::string &path) {
+        image = LoadImage24(std::move(image), path);
+        return Levels(image.get(), c, m, y, k, mode);
+    });
 }
 
 const Registrar kCommand(Command{

@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <sys/stat.h>
+
 #ifdef _WIN32
 #include <io.h>
 #else
@@ -73,6 +75,11 @@ void FailWithConvertError(const char *exportName, bool progressShown) {
     if (code == CCE_NONE && progressShown) Cancelled(exportName);
     if (code == CCE_NONE) Fail(std::string(exportName) + " returned no result");
     Fail(std::string(exportName) + " failed: " + DescribeConvertError(code));
+}
+
+void FailFrom(const pax::Error &error, bool interactive) {
+    if (interactive && error.code().value == 0) Cancelled(error.operation());
+    Fail(error.what());
 }
 
 bool ProgressWanted(bool requested) {
@@ -206,14 +213,85 @@ int PrintHelp(const char *commandName) {
 
 namespace paximg {
 
+namespace {
+std::string g_commandName;
+}
+void SetCommandName(const std::string &name) { g_commandName = name; }
+const std::string &CommandName() { return g_commandName; }
+
 void CheckOutputName(const std::string &path) {
-    const std::string ext = Extension(path);
-    if (ext != ".bmp" && ext != ".dib" && ext != ".png")
-        UsageError("cannot tell the format of '" + path + "': name it .bmp or .png");
+    if (!WritableExtension(Extension(path)))
+        UsageError("cannot tell the format of '" + path + "': name it .bmp, .png or .jpg");
 }
 
-Dib LoadImage24(const std::string &path) {
-    Dib image = ReadImage(path);
+std::vector<OptionSpec> ImageOptions(std::vector<OptionSpec> own) {
+    own.insert(own.end(), {{"output-dir", true}, {"format", true}, {"quality", true}});
+    return own;
+}
+
+std::vector<ImageJob> ImageJobs(const Options &options) {
+    const std::vector<std::string> &args = options.Positional();
+    std::string format;
+    if (options.Has("format")) {
+        format = "." + options.Get("format");
+        if (!WritableExtension(format))
+            UsageError("--format takes bmp, png or jpg, not '" + options.Get("format") + "'");
+    }
+    SetJpegQuality((int)options.Int("quality", 1, 100, 90));
+    std::vector<ImageJob> jobs;
+    if (!options.Has("output-dir")) {
+        options.ExpectPositional({"INPUT", "OUTPUT"});
+        const std::string &out = args[1];
+        if (out == "-") return {{args[0], out, format.empty() ? ".bmp" : format}};
+        CheckOutputName(out);
+        if (!format.empty() && format != Extension(out))
+            UsageError("--format " + options.Get("format") + " does not match the output '" + out + "'");
+        return {{args[0], out, Extension(out)}};
+    }
+    const std::string dir = options.Get("output-dir");
+    if (args.empty()) UsageError("expected one or more INPUT files with --output-dir");
+    std::map<std::string, std::string> seen;
+    for (const std::string &in : args) {
+        if (in == "-") UsageError("the standard input (-) cannot be used with --output-dir");
+        const size_t slash = in.find_last_of("/\\");
+        std::string name = slash == std::string::npos ? in : in.substr(slash + 1);
+        const std::string ext = Extension(name);
+        name = name.substr(0, name.size() - ext.size());
+        // The input's own format is kept unless --format names another.
+        const std::string f = !format.empty() ? format : WritableExtension(ext) ? ext : ".bmp";
+        const std::string out = dir + "/" + name + f;
+        if (seen.count(out)) UsageError("'" + seen[out] + "' and '" + in + "' would both be written to '" + out + "'");
+        seen[out] = in;
+        jobs.push_back({in, out, f});
+    }
+    return jobs;
+}
+
+int ForEachImage(const Options &options,
+                 const std::function<Dib(Dib image, const std::string &path)> &operation) {
+    const std::vector<ImageJob> jobs = ImageJobs(options);
+    if (options.Has("output-dir")) {
+        const std::string dir = options.Get("output-dir");
+        struct stat info;
+        if (stat(dir.c_str(), &info) != 0 || (info.st_mode & S_IFMT) != S_IFDIR)
+            Fail("the output directory '" + dir + "' does not exist");
+    }
+    int failed = 0;
+    for (const ImageJob &job : jobs) {
+        try {
+            Dib result = operation(ReadImage(job.input), job.input);
+            WriteImage(result.get(), job.output, job.format.substr(1));
+        } catch (const ToolError &e) {
+            if (jobs.size() == 1 || e.status != kExitFailed) throw;
+            std::fprintf(stderr, "paximg %s: %s\n", CommandName().c_str(), e.what());
+            ++failed;
+        }
+    }
+    if (failed) Fail(std::to_string(failed) + " of " + std::to_string(jobs.size()) + " images failed");
+    return kExitOk;
+}
+
+Dib LoadImage24(Dib image, const std::string &path) {
     bool expand;
     {
         DibView v(image.get());

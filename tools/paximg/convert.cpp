@@ -19,34 +19,34 @@ int ModelOption(const Options &options, const char *name) {
 // Runs the conversion; the library hands back the caller's own handle when
 // both models are the same, and that handle must not be freed twice.
 Dib Convert(Dib &image, int from, int to, bool progress) {
-    HGLOBAL result = ConvertDIBColorSpace(image.get(), from, to, progress ? 1 : 0, nullptr);
-    if (!result) FailWithConvertError("ConvertDIBColorSpace", progress);
-    if (result == image.get()) return std::move(image);
-    return Dib(result);
+    try {
+        return pax::Convert(image, (pax::Model)from, (pax::Model)to, progress);
+    } catch (const pax::Error &e) {
+        FailFrom(e, progress);
+    }
 }
 
 int RunConvert(const std::vector<std::string> &args) {
-    Options options(args, {{"from", true}, {"to", true}, {"progress", false}});
-    options.ExpectPositional({"INPUT", "OUTPUT"});
-    const std::string out = options.Positional()[1];
-    CheckOutputName(out);
+    Options options(args, ImageOptions({{"from", true}, {"to", true}, {"progress", false}}));
     if (!options.Has("to")) UsageError("option --to is required");
     const int to = ModelOption(options, "to");
-    if (to != MODEL_RGB && Extension(out) == ".png")
-        UsageError("a " + std::string(ModelName(to)) + " image cannot be a PNG; name the output .bmp");
-    Dib image = ReadImage(options.Positional()[0]);
-    int tagModel, bits;
-    {
-        DibView v(image.get());
-        tagModel = ModelOfTag(v.Tag());
-        bits = v.Bits();
-    }
-    const int from = options.Has("from") ? ModelOption(options, "from") : tagModel;
-    // Palette and 32-bit RGB images become 24-bit RGB, the depth the library converts.
-    if (tagModel == MODEL_RGB && from == MODEL_RGB && bits != 24) image = ExpandTo24(image.get());
-    Dib result = Convert(image, from, to, ProgressOption(options));
-    WriteImage(result.get(), out);
-    return kExitOk;
+    for (const ImageJob &job : ImageJobs(options))
+        if (to != MODEL_RGB && job.format != ".bmp" && job.format != ".dib")
+            UsageError("a " + std::string(ModelName(to)) + " image cannot be a " +
+                       (job.format == ".png" ? "PNG" : "JPEG") + "; name the output .bmp");
+    const int given = options.Has("from") ? ModelOption(options, "from") : 0;
+    return ForEachImage(options, [&](Dib image, const std::string &) {
+        int tagModel, bits;
+        {
+            DibView v(image.get());
+            tagModel = ModelOfTag(v.Tag());
+            bits = v.Bits();
+        }
+        const int from = given ? given : tagModel;
+        // Palette and 32-bit RGB images become 24-bit RGB, the depth the library converts.
+        if (tagModel == MODEL_RGB && from == MODEL_RGB && bits != 24) image = ExpandTo24(image.get());
+        return Convert(image, from, to, ProgressOption(options));
+    });
 }
 
 const Registrar kConvert(Command{
@@ -60,7 +60,8 @@ const Registrar kConvert(Command{
     "  --progress    show the progress dialog (on Linux a bar on a terminal)\n"
     "Models: rgb yuv cmy cmyk yiq hsv hsi xyz lab. An image in another model than\n"
     "rgb is written as BMP with its model in the header (cmyk at 32 bits, the\n"
-    "others at 24), so `paximg convert --from lab --to rgb` reads it back.\n",
+    "others at 24), so `paximg convert --from lab --to rgb` reads it back.\n"
+    "\n" PAXIMG_MODEL_BYTES,
     20, RunConvert});
 
 void Demo(DemoContext &context) {

@@ -218,11 +218,11 @@ void DemoContext::AddRawBytes(const std::string &name, const std::string &captio
     DibView v(dib);
     Dib copy(GlobalAlloc(GHND, v.UsedBytes()));
     if (!copy) Fail("out of memory");
-    void *p = GlobalLock(copy.get());
-    if (!p) Fail("cannot lock a new image block");
-    std::memcpy(p, v.Base(), v.UsedBytes());
-    static_cast<BITMAPINFOHEADER *>(p)->biCompression = 0;
-    GlobalUnlock(copy.get());
+    {
+        pax::Lock lock(copy.get());
+        std::memcpy(lock.data(), v.Base(), v.UsedBytes());
+        lock.header().biCompression = 0;
+    }
     Add(name, caption, copy.get(), section);
 }
 

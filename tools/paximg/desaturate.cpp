@@ -5,24 +5,22 @@ namespace paximg {
 namespace {
 
 Dib Run(HGLOBAL image, int mode) {
-    HGLOBAL result = Desaturate(image, mode, nullptr);
-    if (!result) {
-        if (GetLastColorConvertError() == CCE_NONE && (mode == 2 || mode == 3)) Cancelled("Desaturate");
-        FailWithConvertError("Desaturate", mode == 1 || mode == 3);
+    try {
+        Dib result = pax::Desaturate(image, mode);
+        NoteDialogEntry(mode == 2 || mode == 3);
+        return result;
+    } catch (const pax::Error &e) {
+        FailFrom(e, mode != 0);
     }
-    NoteDialogEntry(mode == 2 || mode == 3);
-    return Dib(result);
 }
 
 int RunCommand(const std::vector<std::string> &args) {
-    Options options(args, {{"progress", false}, {"dialog", false}});
-    options.ExpectPositional({"INPUT", "OUTPUT"});
-    CheckOutputName(options.Positional()[1]);
+    Options options(args, ImageOptions({{"progress", false}, {"dialog", false}}));
     const int mode = (ProgressOption(options) ? 1 : 0) | (options.Has("dialog") ? 2 : 0);
-    Dib image = LoadImage24(options.Positional()[0]);
-    Dib result = Run(image.get(), mode);
-    WriteImage(result.get(), options.Positional()[1]);
-    return kExitOk;
+    return ForEachImage(options, [&](Dib image, const std::string &path) {
+        image = LoadImage24(std::move(image), path);
+        return Run(image.get(), mode);
+    });
 }
 
 const Registrar kCommand(Command{

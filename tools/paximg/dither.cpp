@@ -4,24 +4,22 @@
 namespace paximg {
 namespace {
 
-using DitherFn = HDIB(PAXCALL *)(HDIB, int);
-
 struct Method {
-    const char *name, *exportName, *description;
-    DitherFn fn;
+    const char *name, *description;
+    pax::DitherMethod method;
     bool takes8; // the block dithers offer 1 and 4 bits only
 };
 
 // The methods, in the order of the help text.
 const Method kMethods[] = {
-    {"fs4", "DitherFS4", "Floyd-Steinberg", DitherFS4, true},
-    {"burkes", "DitherBurkes", "Burkes, lower left taps exchanged", DitherBurkes, true},
-    {"sierra", "DitherSierra", "Sierra lite, two rows", DitherSierra, true},
-    {"jjn", "DitherJJN", "Jarvis-Judice-Ninke", DitherJJN, true},
-    {"stucki", "DitherStucki", "Stucki", DitherStucki, true},
-    {"sa", "DitherSA", "Stevenson-Arce", DitherSA, true},
-    {"sharp", "DitherSharp", "2x2 blocks, sharp", DitherSharp, false},
-    {"smooth", "DitherSmooth", "2x2 blocks, smooth", DitherSmooth, false},
+    {"fs4", "Floyd-Steinberg", pax::DitherMethod::FS4, true},
+    {"burkes", "Burkes, lower left taps exchanged", pax::DitherMethod::Burkes, true},
+    {"sierra", "Sierra lite, two rows", pax::DitherMethod::Sierra, true},
+    {"jjn", "Jarvis-Judice-Ninke", pax::DitherMethod::JJN, true},
+    {"stucki", "Stucki", pax::DitherMethod::Stucki, true},
+    {"sa", "Stevenson-Arce", pax::DitherMethod::SA, true},
+    {"sharp", "2x2 blocks, sharp", pax::DitherMethod::Sharp, false},
+    {"smooth", "2x2 blocks, smooth", pax::DitherMethod::Smooth, false},
 };
 
 // The dithers keep their status where no export returns it, so the checks a
@@ -35,9 +33,11 @@ Dib Dither(const Method &m, HGLOBAL image, int bits) {
         if (bits >= v.Bits())
             Fail("--bits " + std::to_string(bits) + " is not below the image's " + std::to_string(v.Bits()) + " bits per pixel");
     }
-    HGLOBAL result = m.fn(image, bits);
-    if (!result) Fail(std::string(m.exportName) + " returned no image");
-    return Dib(result);
+    try {
+        return pax::Dither(image, m.method, bits);
+    } catch (const pax::Error &e) {
+        Fail(std::string(e.operation()) + " returned no image");
+    }
 }
 
 const Method &MethodByName(const std::string &name) {
@@ -49,22 +49,21 @@ const Method &MethodByName(const std::string &name) {
 }
 
 int Run(const std::vector<std::string> &args) {
-    Options options(args, {{"method", true}, {"bits", true}});
-    options.ExpectPositional({"INPUT", "OUTPUT"});
-    CheckOutputName(options.Positional()[1]);
+    Options options(args, ImageOptions({{"method", true}, {"bits", true}}));
     const Method &m = MethodByName(options.Get("method", kMethods[0].name));
     const int bits = (int)options.Int("bits", 1, 8, 1);
     if (bits != 1 && bits != 4 && (bits != 8 || !m.takes8))
         UsageError(std::string("--bits for ") + m.name + " is " + (m.takes8 ? "1, 4 or 8" : "1 or 4") +
                    ", not " + std::to_string(bits));
-    Dib image = ReadImage(options.Positional()[0]);
-    {
-        DibView v(image.get());
-        if (v.Bits() == 32 && v.Tag() == 0) image = ExpandTo24(image.get());
-    }
-    Dib result = Dither(m, image.get(), bits);
-    WriteImage(result.get(), options.Positional()[1]);
-    return kExitOk;
+    return ForEachImage(options, [&](Dib image, const std::string &) {
+        bool expand;
+        {
+            DibView v(image.get());
+            expand = v.Bits() == 32 && v.Tag() == 0;
+        }
+        if (expand) image = ExpandTo24(image.get());
+        return Dither(m, image.get(), bits);
+    });
 }
 
 std::string HelpText() {
@@ -79,6 +78,12 @@ std::string HelpText() {
     for (const Method &m : kMethods)
         s += std::string("      ") + m.name + std::string(8 - std::string(m.name).size(), ' ') +
              m.description + (m.takes8 ? "" : " (1 or 4 bits)") + "\n";
+    s += "\n"
+         "The error-diffusion methods keep the error of each colour in 16-bit cells.\n"
+         "At 8 bits a bright area drives them past 32767: they wrap around to\n"
+         "negative values, and a large white area shows scattered dark pixels. Use\n"
+         "4 bits, or darken the image slightly first, where that matters.\n"
+         "Outputs whose palette is grey (1 bit) are written as grey PNG or JPEG.\n";
     return s;
 }
 const std::string kHelp = HelpText();

@@ -5,30 +5,27 @@ namespace paximg {
 namespace {
 
 Dib Correct(HGLOBAL image, int red, int green, int blue, int mode) {
-    HGLOBAL result = GammaCorrection(image, red, green, blue, mode, nullptr);
-    if (!result) {
-        DWORD code = GetLastColorConvertError();
-        if (code == CCE_NONE && (mode == 2 || mode == 3)) Cancelled("GammaCorrection");
-        FailWithConvertError("GammaCorrection", mode == 1 || mode == 3);
+    try {
+        Dib result = pax::Gamma(image, red, green, blue, mode);
+        NoteDialogEntry(mode == 2 || mode == 3);
+        return result;
+    } catch (const pax::Error &e) {
+        FailFrom(e, mode != 0);
     }
-    NoteDialogEntry(mode == 2 || mode == 3);
-    return Dib(result);
 }
 
 int Run(const std::vector<std::string> &args) {
-    Options options(args, {{"gamma", true}, {"gamma-red", true}, {"gamma-green", true},
-                           {"gamma-blue", true}, {"progress", false}, {"dialog", false}});
-    options.ExpectPositional({"INPUT", "OUTPUT"});
-    CheckOutputName(options.Positional()[1]);
+    Options options(args, ImageOptions({{"gamma", true}, {"gamma-red", true}, {"gamma-green", true},
+                           {"gamma-blue", true}, {"progress", false}, {"dialog", false}}));
     const int all = (int)options.Int("gamma", 10, 500, 100);
     const int red = (int)options.Int("gamma-red", 10, 500, all);
     const int green = (int)options.Int("gamma-green", 10, 500, all);
     const int blue = (int)options.Int("gamma-blue", 10, 500, all);
     const int mode = (ProgressOption(options) ? 1 : 0) | (options.Has("dialog") ? 2 : 0);
-    Dib image = LoadImage24(options.Positional()[0]);
-    Dib result = Correct(image.get(), red, green, blue, mode);
-    WriteImage(result.get(), options.Positional()[1]);
-    return kExitOk;
+    return ForEachImage(options, [&](Dib image, const std::string &path) {
+        image = LoadImage24(std::move(image), path);
+        return Correct(image.get(), red, green, blue, mode);
+    });
 }
 
 const Registrar kCommand(Command{
@@ -36,7 +33,14 @@ const Registrar kCommand(Command{
     "Usage: paximg gamma [--gamma G] [--gamma-red R] [--gamma-green G] [--gamma-blue B]\n"
     "                    [--progress] [--dialog] INPUT OUTPUT\n"
     "\n"
-    "Gamma values are hundredths, 10..500; 100 leaves a component unchanged.\n"
+    "Each component v (the byte 0..255 itself, not scaled to 0..1) becomes\n"
+    "    trunc(v ^ (ln g / ln 100)),  limited to 0..255,\n"
+    "for a gamma g of 10..500. 100 leaves a component unchanged; above 100 it\n"
+    "brightens strongly, below 100 it darkens toward black. For example:\n"
+    "    g 150:  64 ^ 1.0880 = 92.3  -> 92   (128 -> 196)\n"
+    "    g 50:  255 ^ 0.8495 = 110.7 -> 110\n"
+    "    g 10:  255 ^ 0.5    = 15.97 -> 15   (nearly black)\n"
+    "\n"
     "  --gamma G        the value for all three components (default 100)\n"
     "  --gamma-red R, --gamma-green G, --gamma-blue B   one component each\n"
     "  --progress       show the progress dialog (on Linux a bar on a terminal)\n"

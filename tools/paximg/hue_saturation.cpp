@@ -6,32 +6,29 @@ namespace {
 
 Dib Adjust(HGLOBAL image, int hue, int saturation, int lightness, unsigned from, unsigned to,
            int mode) {
-    HGLOBAL result = ColorHueSaturation(image, hue, saturation, lightness, from, to, mode, nullptr);
-    if (!result) {
-        if (GetLastColorConvertError() == CCE_NONE && (mode == 2 || mode == 3))
-            Cancelled("ColorHueSaturation");
-        FailWithConvertError("ColorHueSaturation", mode == 1 || mode == 3);
+    try {
+        Dib result = pax::HueSaturation(image, hue, saturation, lightness, from, to, mode);
+        NoteDialogEntry(mode == 2 || mode == 3);
+        return result;
+    } catch (const pax::Error &e) {
+        FailFrom(e, mode != 0);
     }
-    NoteDialogEntry(mode == 2 || mode == 3);
-    return Dib(result);
 }
 
 int Run(const std::vector<std::string> &args) {
-    Options options(args, {{"hue", true}, {"saturation", true}, {"lightness", true},
+    Options options(args, ImageOptions({{"hue", true}, {"saturation", true}, {"lightness", true},
                            {"hue-from", true}, {"hue-to", true}, {"progress", false},
-                           {"dialog", false}});
-    options.ExpectPositional({"INPUT", "OUTPUT"});
-    CheckOutputName(options.Positional()[1]);
+                           {"dialog", false}}));
     const int hue = (int)options.Int("hue", -180, 180, 0);
     const int saturation = (int)options.Int("saturation", -255, 255, 0);
     const int lightness = (int)options.Int("lightness", -255, 255, 0);
     const unsigned from = (unsigned)options.Int("hue-from", 0, 360, 0);
     const unsigned to = (unsigned)options.Int("hue-to", 0, 360, 0);
     const int mode = (ProgressOption(options) ? 1 : 0) | (options.Has("dialog") ? 2 : 0);
-    Dib image = LoadImage24(options.Positional()[0]);
-    Dib result = Adjust(image.get(), hue, saturation, lightness, from, to, mode);
-    WriteImage(result.get(), options.Positional()[1]);
-    return kExitOk;
+    return ForEachImage(options, [&](Dib image, const std::string &path) {
+        image = LoadImage24(std::move(image), path);
+        return Adjust(image.get(), hue, saturation, lightness, from, to, mode);
+    });
 }
 
 const Registrar kCommand(Command{

@@ -15,7 +15,11 @@
 #include <cstring>
 #include <fstream>
 
+#include <sys/stat.h>
+
 #ifdef _WIN32
+#include <fcntl.h>
+#include <io.h>
 #include <process.h>
 #else
 #include <unistd.h>
@@ -42,7 +46,25 @@ void Put32(uint8_t *p, uint32_t v) {
     for (int i = 0; i < 4; ++i) p[i] = (uint8_t)(v >> (8 * i));
 }
 
+std::vector<uint8_t> ReadStandardInput() {
+#ifdef _WIN32
+    _setmode(_fileno(stdin), _O_BINARY);
+#endif
+    std::vector<uint8_t> bytes;
+    uint8_t buffer[65536];
+    for (size_t n; (n = std::fread(buffer, 1, sizeof buffer, stdin)) > 0;) {
+        bytes.insert(bytes.end(), buffer, buffer + n);
+        if (bytes.size() > kMaxBlock + 4096) Fail("the standard input is too large");
+    }
+    if (std::ferror(stdin)) Fail("cannot read the standard input");
+    return bytes;
+}
+
 std::vector<uint8_t> ReadWholeFile(const std::string &path) {
+    if (path == "-") return ReadStandardInput();
+    struct stat info;
+    if (stat(path.c_str(), &info) == 0 && (info.st_mode & S_IFMT) == S_IFDIR)
+        Fail("'" + path + "' is a directory");
     std::ifstream in(path, std::ios::binary);
     if (!in) Fail("cannot open '" + path + "': " + std::strerror(errno));
     in.seekg(0, std::ios::end);
@@ -65,6 +87,46 @@ void CheckSize(const std::string &path, long width, long height) {
         Fail("'" + path + "' is " + std::to_string(width) + " x " + std::to_string(height) +
              " pixels; the library takes at most " + std::to_string(kMaxSide) +
              " pixels a side");
+}
+
+// Run-length rows (RLE8 at 8 bits, RLE4 at 4), bottom-up: pairs of a count
+// and a value, or 0 and an escape (0 end of row, 1 end of picture, 2 a jump
+// right and up, 3 or more: that many literal pixels, padded to 2 bytes).
+// Pixels a jump or an early end skips keep index 0.
+template <typename Malformed>
+void DecodeRle(const std::vector<uint8_t> &f, size_t at, uint32_t bits, long width, long height,
+               const DibView &v, Malformed malformed) {
+    long x = 0, y = 0; // y counts stored rows, bottom first
+    auto put = [&](unsigned index) {
+        if (x >= width || y >= height) malformed("a run goes past the end of a row");
+        uint8_t *row = v.Row((int)(height - 1 - y));
+        if (bits == 8) row[x] = (uint8_t)index;
+        else row[x / 2] |= (uint8_t)((index & 15) << (x % 2 ? 0 : 4));
+        ++x;
+    };
+    auto byte = [&]() -> unsigned {
+        if (at >= f.size()) malformed("the run-length data is truncated");
+        return f[at++];
+    };
+    while (true) {
+        const unsigned count = byte(), value = byte();
+        if (count > 0) {
+            for (unsigned i = 0; i < count; ++i) put(bits == 8 ? value : (i % 2 ? value & 15 : value >> 4));
+        } else if (value == 0) {
+            x = 0;
+            if (++y > height) malformed("more rows than the header declares");
+        } else if (value == 1) {
+            return;
+        } else if (value == 2) {
+            x += (long)byte();
+            y += (long)byte();
+            if (x > width || y > height) malformed("a jump leaves the picture");
+        } else {
+            const size_t literal = bits == 8 ? value : (value + 1) / 2;
+            for (unsigned i = 0; i < value; ++i) put(bits == 8 ? byte() : (i % 2 ? f[at - 1] & 15 : byte() >> 4));
+            if (literal % 2) byte();
+        }
+    }
 }
 
 Dib ReadBmp(const std::string &path, const std::vector<uint8_t> &f) {
@@ -118,6 +180,8 @@ Dib ReadBmp(const std::string &path, const std::vector<uint8_t> &f) {
         if (Le32(masks) != 0xFF0000 || Le32(masks + 4) != 0xFF00 || Le32(masks + 8) != 0xFF)
             Fail("'" + path + "' uses bit fields other than 8-bit R, G, B; not supported");
         compression = 0;
+    } else if ((compression == 1 && bits == 8) || (compression == 2 && bits == 4)) {
+        if (topDown) malformed("run-length rows must be stored bottom-up");
     } else if (compression == 1 || compression == 2 || compression == 3 || compression == 4 ||
                compression == 5) {
         Fail("'" + path + "' is a compressed BMP (" + std::to_string(compression) +
@@ -144,19 +208,25 @@ Dib ReadBmp(const std::string &path, const std::vector<uint8_t> &f) {
     if (40 + (uint64_t)entries * 4 + imageBytes > kMaxBlock)
         Fail("'" + path + "' is too large for memory (" + std::to_string(imageBytes) +
              " bytes of pixels)");
-    if ((uint64_t)offBits + imageBytes > f.size()) malformed("the file is truncated");
+    const bool rle = compression == 1 || compression == 2;
+    if (!rle && (uint64_t)offBits + imageBytes > f.size()) malformed("the file is truncated");
+    if (rle && offBits > f.size()) malformed("the file is truncated");
 
     Dib dib = NewDib((int)width, (int)height, (int)bits, bits <= 8 ? entries : 0);
     {
         DibView v(dib.get());
         BITMAPINFOHEADER &bi = v.Header();
-        bi.biCompression = compression;
+        bi.biCompression = rle ? 0 : compression;
         bi.biXPelsPerMeter = xppm;
         bi.biYPelsPerMeter = yppm;
         bi.biClrUsed = (bits <= 8 && clrUsed) ? clrUsed : 0;
         for (uint32_t i = 0; i < (bits <= 8 ? entries : 0); ++i) {
             const uint8_t *e = &f[tableAt + (uint64_t)i * entrySize];
             v.Table()[i] = RGBQUAD{e[0], e[1], e[2], 0};
+        }
+        if (rle) {
+            DecodeRle(f, offBits, bits, width, height, v, malformed);
+            return dib;
         }
         // The file's rows are bottom-up unless its height was negative.
         for (long row = 0; row < height; ++row) {
@@ -166,6 +236,36 @@ Dib ReadBmp(const std::string &path, const std::vector<uint8_t> &f) {
         }
     }
     return dib;
+}
+
+// The orientation a JPEG's EXIF block asks for (1..8; 1 when it has none):
+// the APP1 segment "Exif", then tag 0x0112 of the first TIFF directory.
+int ExifOrientation(const std::vector<uint8_t> &f) {
+    size_t at = 2;
+    while (at + 4 <= f.size() && f[at] == 0xFF) {
+        const unsigned marker = f[at + 1];
+        const size_t length = (size_t)f[at + 2] << 8 | f[at + 3];
+        if (marker == 0xDA || marker == 0xD9 || length < 2) break; // image data: no more headers
+        const size_t body = at + 4, end = at + 2 + length;
+        if (end > f.size()) break;
+        if (marker == 0xE1 && length >= 8 + 8 && std::memcmp(&f[body], "Exif\0\0", 6) == 0) {
+            const uint8_t *t = &f[body + 6];
+            const size_t size = end - body - 6;
+            const bool little = t[0] == 'I';
+            auto u16 = [&](size_t o) -> unsigned { return o + 2 > size ? 0 : little ? t[o] | t[o + 1] << 8 : t[o] << 8 | t[o + 1]; };
+            auto u32 = [&](size_t o) -> size_t { return (size_t)u16(little ? o + 2 : o) << 16 | u16(little ? o : o + 2); };
+            const size_t dir = u32(4);
+            for (unsigned i = 0, n = u16(dir); i < n; ++i) {
+                const size_t entry = dir + 2 + 12 * (size_t)i;
+                if (u16(entry) == 0x0112) {
+                    const unsigned o = u16(entry + 8);
+                    return o >= 1 && o <= 8 ? (int)o : 1;
+                }
+            }
+        }
+        at = end;
+    }
+    return 1;
 }
 
 Dib ReadStb(const std::string &path, const std::vector<uint8_t> &f, const char *kind) {
@@ -183,15 +283,36 @@ Dib ReadStb(const std::string &path, const std::vector<uint8_t> &f, const char *
         ~Free() { stbi_image_free(p); }
     } guard{pixels};
     CheckSize(path, w, h);
+    if (stbi_is_16_bit_from_memory(f.data(), len))
+        std::fprintf(stderr, "paximg: note: '%s' has 16-bit samples; they are reduced to 8 bits\n", path.c_str());
+    // A JPEG is turned upright as its EXIF orientation asks: output pixel
+    // (x, y) comes from source pixel (sx, sy).
+    const int orientation = kind[0] == 'J' ? ExifOrientation(f) : 1;
+    const bool swap = orientation >= 5;
+    const int ow = swap ? h : w, oh = swap ? w : h;
+    auto source = [&](int x, int y, int &sx, int &sy) {
+        switch (orientation) {
+        case 2: sx = w - 1 - x, sy = y; break;
+        case 3: sx = w - 1 - x, sy = h - 1 - y; break;
+        case 4: sx = x, sy = h - 1 - y; break;
+        case 5: sx = y, sy = x; break;
+        case 6: sx = y, sy = h - 1 - x; break;
+        case 7: sx = w - 1 - y, sy = h - 1 - x; break;
+        case 8: sx = w - 1 - y, sy = x; break;
+        default: sx = x, sy = y;
+        }
+    };
     const bool grey = comp < 3;
-    Dib dib = NewDib(w, h, grey ? 8 : 24, grey ? 256 : 0);
+    Dib dib = NewDib(ow, oh, grey ? 8 : 24, grey ? 256 : 0);
     DibView v(dib.get());
     if (grey)
         for (int i = 0; i < 256; ++i) v.Table()[i] = RGBQUAD{(BYTE)i, (BYTE)i, (BYTE)i, 0};
-    for (int y = 0; y < h; ++y) {
+    for (int y = 0; y < oh; ++y) {
         uint8_t *row = v.Row(y);
-        const uint8_t *src = pixels + (size_t)y * w * comp;
-        for (int x = 0; x < w; ++x, src += comp) {
+        for (int x = 0; x < ow; ++x) {
+            int sx, sy;
+            source(x, y, sx, sy);
+            const uint8_t *src = pixels + ((size_t)sy * w + sx) * comp;
             // Transparent pixels are laid over white.
             int alpha = (comp == 2 || comp == 4) ? src[comp - 1] : 255;
             auto over = [&](int c) { return (uint8_t)((c * alpha + 255 * (255 - alpha) + 127) / 255); };
@@ -217,33 +338,21 @@ Dib NewDib(int width, int height, int bits, uint32_t entries) {
     const size_t stride = RowStride(width, bits);
     const uint64_t size = 40 + (uint64_t)entries * 4 + (uint64_t)stride * (uint64_t)height;
     if (size > kMaxBlock) Fail("image too large for memory");
-    Dib dib(GlobalAlloc(GHND, (SIZE_T)size));
-    if (!dib) Fail("out of memory for a " + std::to_string(width) + " x " + std::to_string(height) + " image");
-    auto *bi = static_cast<BITMAPINFOHEADER *>(GlobalLock(dib.get()));
-    if (!bi) Fail("cannot lock a new image block");
-    bi->biSize = 40;
-    bi->biWidth = width;
-    bi->biHeight = height;
-    bi->biPlanes = 1;
-    bi->biBitCount = (WORD)bits;
-    bi->biCompression = 0;
-    bi->biSizeImage = (DWORD)(stride * (size_t)height);
-    bi->biXPelsPerMeter = bi->biYPelsPerMeter = 2835; // 72 dots per inch
-    bi->biClrUsed = (bits <= 8 && entries != (1u << bits)) ? entries : 0;
-    GlobalUnlock(dib.get());
-    return dib;
+    try {
+        Dib dib = pax::Image::Create(width, height, bits, entries);
+        {
+            pax::Lock lock(dib.get());
+            lock.header().biXPelsPerMeter = lock.header().biYPelsPerMeter = 2835; // 72 dots per inch
+        }
+        return dib;
+    } catch (const pax::Error &) {
+        Fail("out of memory for a " + std::to_string(width) + " x " + std::to_string(height) + " image");
+    }
 }
 
-DibView::DibView(HGLOBAL block) : block_(block) {
-    if (!block) Fail("no image");
-    const SIZE_T size = GlobalSize(block);
-    base_ = static_cast<uint8_t *>(GlobalLock(block));
-    if (!base_) Fail("cannot lock the image block");
-    auto bad = [&](const char *why) {
-        GlobalUnlock(block_);
-        base_ = nullptr;
-        Fail(std::string("the image block is not a valid packed DIB: ") + why);
-    };
+DibView::DibView(HGLOBAL block) : lock_(block), base_(lock_.data()) {
+    const SIZE_T size = lock_.blockSize();
+    auto bad = [&](const char *why) { Fail(std::string("the image block is not a valid packed DIB: ") + why); };
     if (size < 40) bad("smaller than its header");
     const BITMAPINFOHEADER &bi = Header();
     if (bi.biSize != 40) bad("header size is not 40");
@@ -257,10 +366,6 @@ DibView::DibView(HGLOBAL block) : block_(block) {
     used_ = 40 + (size_t)entries_ * 4 + stride_ * (size_t)bi.biHeight;
     if (used_ > size) bad("smaller than its header declares");
     pixels_ = base_ + 40 + (size_t)entries_ * 4;
-}
-
-DibView::~DibView() {
-    if (base_) GlobalUnlock(block_);
 }
 
 void DibView::PixelRGB(int x, int y, uint8_t rgb[3]) const {
@@ -309,25 +414,47 @@ std::vector<uint8_t> EncodeBmp(HGLOBAL dib) {
     return out;
 }
 
-std::vector<uint8_t> EncodePng(HGLOBAL dib) {
+namespace {
+int g_jpegQuality = 90;
+
+// PNG (quality 0) or JPEG of an RGB image. An image whose colours are all
+// grey (a palette of grey entries only) is written with one grey channel.
+std::vector<uint8_t> EncodeStb(HGLOBAL dib, int quality) {
     DibView v(dib);
+    const char *kind = quality ? "JPEG" : "PNG";
     if (v.Tag() != 0) {
         int model = ModelOfTag(v.Tag());
-        Fail(std::string("the image holds ") + (model ? ModelName(model) : "non-RGB") +
-             " values; PNG holds only RGB images, write a .bmp file instead");
+        Fail(std::string("the image holds ") + (model ? ModelName(model) : "non-RGB") + " values; " + kind +
+             " holds only RGB images, write a .bmp file instead");
     }
-    const int w = v.Width(), h = v.Height();
-    std::vector<uint8_t> rgb((size_t)w * h * 3);
+    bool grey = v.Bits() <= 8;
+    for (uint32_t i = 0; grey && i < v.TableEntries(); ++i)
+        grey = v.Table()[i].rgbRed == v.Table()[i].rgbGreen && v.Table()[i].rgbGreen == v.Table()[i].rgbBlue;
+    const int w = v.Width(), h = v.Height(), channels = grey ? 1 : 3;
+    std::vector<uint8_t> pixels((size_t)w * h * channels);
     for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) v.PixelRGB(x, y, &rgb[((size_t)y * w + x) * 3]);
+        for (int x = 0; x < w; ++x) {
+            uint8_t rgb[3];
+            v.PixelRGB(x, y, rgb);
+            std::memcpy(&pixels[((size_t)y * w + x) * channels], rgb, (size_t)channels);
+        }
     std::vector<uint8_t> out;
     auto sink = [](void *context, void *data, int size) {
         auto *o = static_cast<std::vector<uint8_t> *>(context);
         o->insert(o->end(), static_cast<uint8_t *>(data), static_cast<uint8_t *>(data) + size);
     };
-    if (!stbi_write_png_to_func(sink, &out, w, h, 3, rgb.data(), w * 3))
-        Fail("PNG encoding failed");
+    const int ok = quality ? stbi_write_jpg_to_func(sink, &out, w, h, channels, pixels.data(), quality)
+                           : stbi_write_png_to_func(sink, &out, w, h, channels, pixels.data(), w * channels);
+    if (!ok) Fail(std::string(kind) + " encoding failed");
     return out;
+}
+} // namespace
+
+std::vector<uint8_t> EncodePng(HGLOBAL dib) { return EncodeStb(dib, 0); }
+void SetJpegQuality(int quality) { g_jpegQuality = quality; }
+
+bool WritableExtension(const std::string &ext) {
+    return ext == ".bmp" || ext == ".dib" || ext == ".png" || ext == ".jpg" || ext == ".jpeg";
 }
 
 std::string Extension(const std::string &path) {
@@ -345,14 +472,24 @@ bool FileExists(const std::string &path) {
     return f != nullptr;
 }
 
-void WriteImage(HGLOBAL dib, const std::string &path) {
-    const std::string ext = Extension(path);
+void WriteImage(HGLOBAL dib, const std::string &path, const std::string &format) {
+    const std::string ext = path == "-" ? "." + format : Extension(path);
     if (ext == ".bmp" || ext == ".dib") WriteFileAtomically(path, EncodeBmp(dib));
     else if (ext == ".png") WriteFileAtomically(path, EncodePng(dib));
-    else UsageError("cannot tell the format of '" + path + "': name it .bmp or .png");
+    else if (ext == ".jpg" || ext == ".jpeg") WriteFileAtomically(path, EncodeStb(dib, g_jpegQuality));
+    else UsageError("cannot tell the format of '" + path + "': name it .bmp, .png or .jpg");
 }
 
 void WriteFileAtomically(const std::string &path, const std::vector<uint8_t> &bytes) {
+    if (path == "-") {
+#ifdef _WIN32
+        _setmode(_fileno(stdout), _O_BINARY);
+#endif
+        if ((!bytes.empty() && std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size()) ||
+            std::fflush(stdout) != 0)
+            Fail("cannot write to the standard output");
+        return;
+    }
 #ifdef _WIN32
     const int pid = _getpid();
 #else

@@ -29,10 +29,19 @@ const Registrar kVersion(Command{"version", "print the library's version",
 
 void PrintUsage(std::FILE *out) {
     std::fputs("Usage: paximg COMMAND [OPTIONS] INPUT OUTPUT\n"
+               "       paximg COMMAND [OPTIONS] INPUT... --output-dir DIR [--format FORMAT]\n"
                "\n"
                "Colour-image operations of the PaxImage library. Images are read from BMP\n"
-               "(1, 4, 8, 24 and 32 bits), PNG or JPEG, and written as .bmp (depth, palette\n"
-               "and colour-model tag kept) or .png (RGB images).\n"
+               "(1, 4, 8, 24 and 32 bits, RLE4 and RLE8 too), PNG or JPEG (turned upright\n"
+               "as its EXIF orientation says), and written as .bmp (depth, palette and\n"
+               "colour-model tag kept), .png or .jpg (RGB images; grey ones as grey).\n"
+               "Every image command also takes:\n"
+               "  --output-dir DIR  write each INPUT into DIR under its own name\n"
+               "  --format FORMAT   bmp, png or jpg: the outputs' format in DIR, or on\n"
+               "                    the standard output (default bmp)\n"
+               "  --quality Q       JPEG quality 1..100 (default 90)\n"
+               "  -                 as INPUT: the standard input; as OUTPUT: the\n"
+               "                    standard output\n"
                "\n"
                "Commands:\n",
                out);
@@ -63,6 +72,7 @@ int Main(int argc, char **argv) {
     std::vector<std::string> args(argv + 2, argv + argc);
     for (const Command &c : Commands()) {
         if (name != c.name) continue;
+        SetCommandName(c.name);
         if (WantsHelp(args)) return PrintHelp(c.name);
         return c.run(args);
     }
@@ -81,9 +91,10 @@ int main(int argc, char **argv) {
             std::fprintf(stderr, "paximg %s: %s\n", command, e.what());
         else
             std::fprintf(stderr, "paximg: %s\n", e.what());
+        // A known command points to its own help; anything else to the list.
         if (e.status == paximg::kExitUsage)
             std::fprintf(stderr, "Try `paximg %s--help`.\n",
-                         *command && *command != '-' ? (std::string(command) + " ").c_str() : "");
+                         paximg::CommandName().empty() ? "" : (paximg::CommandName() + " ").c_str());
         return e.status;
     } catch (const std::bad_alloc &) {
         std::fprintf(stderr, "paximg: out of memory\n");

@@ -21,20 +21,17 @@ Dib Ordered(HGLOBAL image, int type) {
         if (v.Tag() != 0) Fail("the image holds " + std::string(ModelName(ModelOfTag(v.Tag()))) + " values; convert it to rgb first");
         if (!IsGrey8(v)) grey = ToGrey8(image);
     }
-    HGLOBAL result = DitherOrdered(grey ? grey.get() : image, type);
-    if (!result) Fail("DitherOrdered returned no image");
-    return Dib(result);
+    try {
+        return pax::Ordered(grey ? grey.get() : image, type);
+    } catch (const pax::Error &e) {
+        Fail(std::string(e.operation()) + " returned no image");
+    }
 }
 
 int Run(const std::vector<std::string> &args) {
-    Options options(args, {{"type", true}});
-    options.ExpectPositional({"INPUT", "OUTPUT"});
-    CheckOutputName(options.Positional()[1]);
+    Options options(args, ImageOptions({{"type", true}}));
     const int type = (int)options.Int("type", 0, 6, 0);
-    Dib image = ReadImage(options.Positional()[0]);
-    Dib result = Ordered(image.get(), type);
-    WriteImage(result.get(), options.Positional()[1]);
-    return kExitOk;
+    return ForEachImage(options, [&](Dib image, const std::string &) { return Ordered(image.get(), type); });
 }
 
 const Registrar kCommand(Command{

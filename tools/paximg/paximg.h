@@ -7,13 +7,35 @@
 #ifndef PAXIMG_PAXIMG_H
 #define PAXIMG_PAXIMG_H
 
-#include "paximage.h"
+#include "paximage.hpp"
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+// What the bytes of each colour model mean (help of convert, split, color).
+#define PAXIMG_MODEL_BYTES                                                                      \
+    "Byte encodings (a value's bytes in the order of the letters; a BMP pixel\n"               \
+    "stores them last letter first, as it stores B, G, R):\n"                                 \
+    "  rgb   R G B     intensity 0..255\n"                                                     \
+    "  cmy   C M Y     255 - R, 255 - G, 255 - B\n"                                            \
+    "  cmyk  C M Y K   K = min(C, M, Y) of the cmy value; C, M, Y minus K (32-bit)\n"         \
+    "  hsv   H S V     H = hue angle x 255 / 360: 0 red, 85 green, 170 blue, and\n"           \
+    "                  255 is 360 degrees, red again (hue wraps around); S =\n"               \
+    "                  saturation x 255; V = max(R, G, B)\n"                                  \
+    "  hsi   H S I     H as hsv; S = lightness-model saturation x 255;\n"                     \
+    "                  I = (max + min) / 2 of R, G, B\n"                                      \
+    "  yiq   Y I Q     Y = 0.299 R + 0.587 G + 0.114 B; I, Q = chroma + 127.5\n"              \
+    "                  (127 or 128 is no colour)\n"                                            \
+    "  yuv   Y U V     Y as yiq; U, V = blue and red difference + 127.5\n"                    \
+    "  xyz   X Y Z     tristimulus x 255, white point 0.981, 1, 0.182: white is\n"            \
+    "                  about 250, 254, 46 (Z never exceeds 46)\n"                             \
+    "  lab   L a b     L = L* x 255 / 100; a = 0..255 for a* -137.7..96.1;\n"                \
+    "                  b = 0..255 for b* -75.1..49.5\n"                                       \
+    "Every value is truncated toward zero and limited to 0..255.\n"
 
 namespace paximg {
 
@@ -31,45 +53,13 @@ struct ToolError : std::runtime_error {
 [[noreturn]] void Cancelled(const std::string &operation); // status 130
 
 // Owns one global memory block (a packed DIB as the library takes it).
-class Dib {
-public:
-    Dib() = default;
-    explicit Dib(HGLOBAL block) : block_(block) {}
-    ~Dib() { Reset(); }
-    Dib(Dib &&o) noexcept : block_(o.block_) { o.block_ = nullptr; }
-    Dib &operator=(Dib &&o) noexcept {
-        if (this != &o) {
-            Reset();
-            block_ = o.block_;
-            o.block_ = nullptr;
-        }
-        return *this;
-    }
-    Dib(const Dib &) = delete;
-    Dib &operator=(const Dib &) = delete;
-
-    HGLOBAL get() const { return block_; }
-    explicit operator bool() const { return block_ != nullptr; }
-    HGLOBAL Release() {
-        HGLOBAL b = block_;
-        block_ = nullptr;
-        return b;
-    }
-    void Reset() {
-        if (block_) GlobalFree(block_);
-        block_ = nullptr;
-    }
-
-private:
-    HGLOBAL block_ = nullptr;
-};
+using Dib = pax::Image;
 
 // A locked, checked view of a packed DIB. Throws ToolError when the block is
 // too small for what its header declares.
 class DibView {
 public:
     explicit DibView(HGLOBAL block);
-    ~DibView();
     DibView(const DibView &) = delete;
     DibView &operator=(const DibView &) = delete;
 
@@ -89,8 +79,8 @@ public:
     void PixelRGB(int x, int y, uint8_t rgb[3]) const;
 
 private:
-    HGLOBAL block_;
-    uint8_t *base_ = nullptr;
+    pax::Lock lock_;
+    uint8_t *base_;
     uint8_t *pixels_ = nullptr;
     uint32_t entries_ = 0;
     size_t stride_ = 0;
@@ -104,8 +94,12 @@ Dib NewDib(int width, int height, int bits, uint32_t entries);
 // Images on disk. Reading takes BMP (1, 4, 8, 24, 32 bits, palettes, model
 // tags in biCompression), PNG and JPEG. Writing picks the format from the
 // extension: .bmp keeps depth, palette and model tag; .png takes RGB images.
+// "-" is the standard input or output; written there, the format is `format`
+// ("bmp", "png", "jpg").
 Dib ReadImage(const std::string &path);
-void WriteImage(HGLOBAL dib, const std::string &path);
+void WriteImage(HGLOBAL dib, const std::string &path, const std::string &format = "bmp");
+void SetJpegQuality(int quality); // 1..100, default 90
+bool WritableExtension(const std::string &ext);
 std::vector<uint8_t> EncodeBmp(HGLOBAL dib);
 std::vector<uint8_t> EncodePng(HGLOBAL dib);
 // Writes to a temporary name beside the target and renames it into place, so
@@ -130,6 +124,9 @@ std::string DescribeImageStatus(int code);
 // Failure of an export that reports through GetLastColorConvertError: code 0
 // with a null result after a progress dialog means the user cancelled.
 [[noreturn]] void FailWithConvertError(const char *exportName, bool progressShown);
+// A failed call through the C++ layer: no code after an interactive call
+// (progress or parameter dialog) means the user cancelled.
+[[noreturn]] void FailFrom(const pax::Error &error, bool interactive);
 
 // Progress: on Windows only when --progress is given; on Linux when it is
 // given or stderr is a terminal (the stand-in then draws a text bar and turns
@@ -214,9 +211,25 @@ int PrintHelp(const char *commandName);
 #endif
 
 namespace paximg {
-// The usual shape of an image command: read INPUT, write OUTPUT.
-void CheckOutputName(const std::string &path); // .bmp or .png, before any work
-Dib LoadImage24(const std::string &path);      // RGB at 24 bits (palettes applied)
+// The usual shape of an image command: read INPUT, write OUTPUT; or several
+// inputs into --output-dir DIR, each named as its input with the extension
+// of --format. "-" is the standard input or output (--format, default bmp).
+// Every image command takes --output-dir, --format and --quality (JPEG).
+std::vector<OptionSpec> ImageOptions(std::vector<OptionSpec> own);
+struct ImageJob {
+    std::string input, output, format; // format: ".bmp", ".png", ".jpg" ...
+};
+std::vector<ImageJob> ImageJobs(const Options &options); // checked before any work
+// Runs `operation` on every input and writes its result. In a batch a file
+// that fails is reported and the others go on (exit 1 at the end); a usage
+// error or Cancel stops at once.
+int ForEachImage(const Options &options,
+                 const std::function<Dib(Dib image, const std::string &path)> &operation);
+void CheckOutputName(const std::string &path); // .bmp, .png or .jpg, before any work
+Dib LoadImage24(Dib image, const std::string &path); // RGB at 24 bits (palettes applied)
+// The command being run, for messages ("convert").
+void SetCommandName(const std::string &name);
+const std::string &CommandName();
 // Progress request: --progress on Windows; on Linux also a terminal on stderr.
 bool ProgressOption(const Options &options);
 // Warns when the parameter dialog was asked for but is not installed.

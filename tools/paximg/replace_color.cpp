@@ -14,14 +14,13 @@ Dib Replace(HGLOBAL image, const Replacement &r, int mode) {
     // The library takes the target in pixel order (blue, green, red) and the
     // tolerance in red, green, blue order.
     const BYTE target[3] = {r.target[2], r.target[1], r.target[0]};
-    HGLOBAL result = ReplaceColor(image, target, r.tolerance, r.hue, r.saturation, r.lightness,
-                                  mode, nullptr);
-    if (!result) {
-        if (GetLastColorConvertError() == CCE_NONE && (mode == 2 || mode == 3)) Cancelled("ReplaceColor");
-        FailWithConvertError("ReplaceColor", mode == 1 || mode == 3);
+    try {
+        Dib result = pax::ReplaceColor(image, target, r.tolerance, r.hue, r.saturation, r.lightness, mode);
+        NoteDialogEntry(mode == 2 || mode == 3);
+        return result;
+    } catch (const pax::Error &e) {
+        FailFrom(e, mode != 0);
     }
-    NoteDialogEntry(mode == 2 || mode == 3);
-    return Dib(result);
 }
 
 // "R,G,B", "#RRGGBB" or a single value for all three.
@@ -43,11 +42,9 @@ void ParseRgb(const std::string &text, const std::string &what, BYTE out[3]) {
 }
 
 int Run(const std::vector<std::string> &args) {
-    Options options(args, {{"target", true}, {"tolerance", true}, {"hue", true},
+    Options options(args, ImageOptions({{"target", true}, {"tolerance", true}, {"hue", true},
                            {"saturation", true}, {"lightness", true}, {"progress", false},
-                           {"dialog", false}});
-    options.ExpectPositional({"INPUT", "OUTPUT"});
-    CheckOutputName(options.Positional()[1]);
+                           {"dialog", false}}));
     Replacement r;
     if (!options.Has("target")) UsageError("option --target is required");
     ParseRgb(options.Get("target"), "--target", r.target);
@@ -56,10 +53,10 @@ int Run(const std::vector<std::string> &args) {
     r.saturation = (int)options.Int("saturation", -255, 255, 0);
     r.lightness = (int)options.Int("lightness", -255, 255, 0);
     const int mode = (ProgressOption(options) ? 1 : 0) | (options.Has("dialog") ? 2 : 0);
-    Dib image = LoadImage24(options.Positional()[0]);
-    Dib result = Replace(image.get(), r, mode);
-    WriteImage(result.get(), options.Positional()[1]);
-    return kExitOk;
+    return ForEachImage(options, [&](Dib image, const std::string &path) {
+        image = LoadImage24(std::move(image), path);
+        return Replace(image.get(), r, mode);
+    });
 }
 
 const Registrar kCommand(Command{

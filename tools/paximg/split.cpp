@@ -26,13 +26,13 @@ std::string ChannelPath(const std::string &out, const std::string &channel) {
 
 // Runs the split; the caller owns every output handle.
 std::vector<Dib> Split(HGLOBAL image, int model) {
-    HGLOBAL channels[4] = {};
-    int n = SplitColorChannels(image, channels, (BYTE)model);
-    if (n == 0) FailWithConvertError("SplitColorChannels", false);
-    if (n < 3 || n > 4) Fail("SplitColorChannels returned " + std::to_string(n) + " images");
-    std::vector<Dib> out;
-    for (int k = 0; k < n; ++k) out.emplace_back(channels[k]);
-    return out;
+    try {
+        std::vector<Dib> out = pax::Split(image, (pax::Model)model);
+        if (out.size() < 3) Fail("SplitColorChannels returned " + std::to_string(out.size()) + " images");
+        return out;
+    } catch (const pax::Error &e) {
+        FailFrom(e, false);
+    }
 }
 
 int RunSplit(const std::vector<std::string> &args) {
@@ -83,7 +83,9 @@ const Registrar kSplit(Command{
     "out-h.png, out-s.png and out-v.png. cmyk gives four images in the order\n"
     "m, y, k, c; a 32-bit rgb image split as rgb gives a fourth, -x, with its\n"
     "fourth byte.\n"
-    "Models: rgb yuv cmy cmyk yiq hsv hsi xyz lab.\n",
+    "Models: rgb yuv cmy cmyk yiq hsv hsi xyz lab. Each output is an 8-bit grey\n"
+    "image of one byte of the value:\n"
+    "\n" PAXIMG_MODEL_BYTES,
     30, RunSplit});
 
 void Demo(DemoContext &context) {
