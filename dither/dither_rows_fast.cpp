@@ -20,13 +20,15 @@
 #include <algorithm>
 #include <cstring>
 
-#if defined(__GNUC__) && !defined(_WIN32)
+#if defined(__GNUC__) && !defined(__clang__) && !defined(_WIN32)
 // The AVX2 helpers below are only ever inlined into functions compiled for
 // AVX2, so the note about passing 32-byte vectors between differently
 // compiled functions does not apply.
 #pragma GCC diagnostic ignored "-Wpsabi"
 // AVX2 copies of the passes, chosen at run time. (Not on Windows: the
-// compiler there does not align the stack for 32-byte spills.)
+// compiler there does not align the stack for 32-byte spills. Not with clang,
+// the fuzzing compiler, which refuses 32-byte vectors in the shared templates
+// that are inlined into AVX2 functions.)
 #define PAX_DITHER_AVX2 1
 #define PAX_TARGET_AVX2 __attribute__((target("avx2")))
 #endif
