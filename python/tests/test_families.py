@@ -12,7 +12,7 @@ from conftest import bmp_parts, dib_parts, picture, run_paximg
 
 P = paximage
 K = [[0, 0, 3], [0, 1, 0], [-2, 0, 0]]  # on screen: weights up-right, centre and down-left
-K_LIST = "3,0,0,0,1,0,0,0,-2,3"  # the same kernel in the tool's (the library's) order: columns from the right
+K_LIST = "0,0,3,0,1,0,-2,0,0,3"  # the same kernel as paximg takes it: rows top to bottom, then the divisor
 
 FAMILIES = [  # (name, input mode, paximg command, the package's call)
     ("convert-hsv", "RGB", ["convert", "--to", "hsv"], lambda im: P.convert(im, to="hsv")),
