@@ -27,7 +27,7 @@ fuzz() { # target: 20 seconds from the seeds; a finding is kept in build/fuzz/fo
     if build/fuzz/bin/fuzz_"$1" -max_total_time=20 -timeout=10 -max_len=4096 \
         -artifact_prefix=build/fuzz/found/"$1"- build/fuzz/work/"$1" build/fuzz/corpus/"$1" \
         >build/fuzz/"$1".log 2>&1; then
-        grep -E "^#[0-9]+ +DONE" build/fuzz/"$1".log | sed "s/^/fuzz_$1: /"
+        grep -E "^Done [0-9]+ runs" build/fuzz/"$1".log | sed "s/^/fuzz_$1: /"
     else
         tail -n 40 build/fuzz/"$1".log
         return 1
