@@ -38,6 +38,18 @@ void RunOpenCvAnchor(benchmark::State &state, int64_t pixelsPerIteration, Op op)
     SetMegapixelRate(state, pixelsPerIteration);
 }
 
+// The anchor of the table-like operations: cv::LUT over every byte of the
+// image, with a table that inverts the byte.
+inline void RunLutAnchor(benchmark::State &state, int64_t pixelsPerIteration, const cv::Mat &mat) {
+    cv::Mat lut(1, 256, CV_8U);
+    for (int i = 0; i < 256; ++i) lut.at<unsigned char>(i) = static_cast<unsigned char>(255 - i);
+    RunOpenCvAnchor(state, pixelsPerIteration, [&] {
+        cv::Mat out;
+        cv::LUT(mat, lut, out);
+        return out;
+    });
+}
+
 } // namespace paxbench
 
 #endif

@@ -38,13 +38,7 @@ void RunAnchor(benchmark::State &state, Anchor anchor) {
             return out;
         });
     } else {
-        cv::Mat lut(1, 256, CV_8U);
-        for (int i = 0; i < 256; ++i) lut.at<unsigned char>(i) = static_cast<unsigned char>(255 - i);
-        paxbench::RunOpenCvAnchor(state, kPixels, [&] {
-            cv::Mat out;
-            cv::LUT(mat, lut, out);
-            return out;
-        });
+        paxbench::RunLutAnchor(state, kPixels, mat);
     }
 }
 #endif

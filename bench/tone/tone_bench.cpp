@@ -51,13 +51,7 @@ enum class Anchor { None, Lut, Filter, GreyFilter };
 void RunAnchor(benchmark::State &state, Anchor anchor, int n) {
     static cv::Mat mat = paxbench::MatFromImage(Image(), kSide);
     if (anchor == Anchor::Lut) {
-        cv::Mat lut(1, 256, CV_8U);
-        for (int i = 0; i < 256; ++i) lut.at<unsigned char>(i) = static_cast<unsigned char>(255 - i);
-        paxbench::RunOpenCvAnchor(state, kPixels, [&] {
-            cv::Mat out;
-            cv::LUT(mat, lut, out);
-            return out;
-        });
+        paxbench::RunLutAnchor(state, kPixels, mat);
         return;
     }
     static cv::Mat grey = [] {
