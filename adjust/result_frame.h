@@ -26,10 +26,13 @@ inline void FillAroundRows(BYTE *dst, const BYTE *src, int64_t size, int64_t pix
             std::memset(dst + from, 0, static_cast<size_t>(to - from));
     };
     fill(0, pixelsOffset);
-    for (int64_t r = 0; r < rows; ++r) {
-        const int64_t row = pixelsOffset + r * stride;
-        fill(row + rowBytes, row + stride);
-    }
+    // Rows without padding leave nothing between them: an image without
+    // columns may claim any number of rows of no bytes, and is not walked.
+    if (stride > rowBytes)
+        for (int64_t r = 0; r < rows; ++r) {
+            const int64_t row = pixelsOffset + r * stride;
+            fill(row + rowBytes, row + stride);
+        }
     fill(pixelsOffset + rows * stride, size);
 }
 
