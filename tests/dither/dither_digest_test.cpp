@@ -1,107 +1,132 @@
-// Every error-diffusion and block dither at every depth it offers over a table
-// of seeded images, folded into one digest. The program runs twice (plain and
-// fast passes, BOTH_PATHS), so the one pinned digest says that the two give
-// the same bytes; the worked examples in the other files pin the rules. The
-// digest was also reproduced, when it was pinned, by a separate evaluation
-// written from the rules with no shortcuts.
+// Every dither at every depth or type it offers over one table of seeded
+// images, one digest per dither. The program runs twice (fast and
+// straightforward paths, BOTH_PATHS), so each pinned digest also says that
+// the two paths give the same bytes; the worked examples in the other files
+// pin the rules. The digests of the error-diffusion and block dithers were
+// reproduced, when they were pinned, by a separate evaluation written from
+// the rules with no shortcuts.
 #include "dither_test_util.h"
 
-#include <gtest/gtest.h>
-
+#include <algorithm>
 #include <cstdio>
+#include <iterator>
 
 using namespace dithertest;
 
 namespace {
 
-struct Method {
-    const char *name;
-    DitherFn dither;
-    std::vector<int> depths;
+// Source images: seeded noise at 4, 8 and 24 bits, values below `top` (so
+// the brightest pixel varies), with a seeded colour table (short when
+// `entries` > 0) or the grey ramp; some stored top-down; one all white.
+struct Case {
+    int depth, w, h, entries, top;
+    bool topDown, randomTable, white;
 };
-const Method kMethods[] = {
-    {"FS4", DitherFS4, {1, 4, 8}},       {"Burkes", DitherBurkes, {1, 4, 8}},
-    {"Sierra", DitherSierra, {1, 4, 8}}, {"JJN", DitherJJN, {1, 4, 8}},
-    {"Stucki", DitherStucki, {1, 4, 8}}, {"SA", DitherSA, {1, 4, 8}},
-    {"Sharp", DitherSharp, {1, 4}},      {"Smooth", DitherSmooth, {1, 4}},
-};
+
+std::vector<Case> Cases() {
+    std::vector<Case> cases;
+    for (int w = 1; w <= 70; ++w) {
+        const int depth = std::vector<int>{4, 8, 24}[w % 3];
+        const int entries = depth != 24 && w % 4 == 1 ? 1 + w % (depth == 4 ? 15 : 255) : 0;
+        cases.push_back({depth, w, 1 + w * 7 % 9, entries, w % 7 == 3 ? 1 + 3 * w : 256, w % 5 == 0, w % 2 == 0, false});
+    }
+    cases.push_back({8, 13, 5, 0, 1, false, false, false}); // all 0
+    // Wide rows, beyond 16-bit column counts too (and beyond 65,535).
+    cases.push_back({24, 40000, 2, 0, 256, false, false, false});
+    cases.push_back({8, 4099, 3, 200, 256, true, true, false});
+    cases.push_back({4, 33001, 2, 9, 256, false, true, false});
+    cases.push_back({24, 65601, 2, 0, 256, true, false, false});
+    // White at 8 bits measures its error against 224 and 192, so the cells
+    // grow row by row until they wrap past 32767.
+    cases.push_back({24, 256, 1000, 0, 256, false, false, true});
+    return cases;
+}
+
+HGLOBAL Make(const Case &c, paxtest::Rng &rng) {
+    std::vector<int> pixels(size_t(c.w) * c.h), table(c.entries ? c.entries : c.randomTable && c.depth <= 8 ? 1 << c.depth : 0);
+    for (int &v : pixels) v = c.white ? 0xFFFFFF : c.depth == 24 ? int(rng.Next() >> 8) : rng.Below(c.top);
+    for (int &v : table) v = int(rng.Next());
+    return Image(c.depth, c.w, c.topDown ? -c.h : c.h, pixels, table);
+}
 
 uint64_t Fold(uint64_t digest, const std::vector<BYTE> &bytes) {
     for (BYTE b : bytes) digest = (digest ^ b) * 0x100000001B3ull; // FNV-1a
     return (digest ^ bytes.size()) * 0x100000001B3ull;
 }
 
-// What the images are made of: seeded noise (with a random colour table at
-// 4 and 8 bits, short or full), or all white.
-enum Fill { kNoise, kWhite };
-struct Case {
-    int depth, w, h;
-    int entries; // colour-table entries; -1 for the full table
-    bool topDown;
-    Fill fill;
+struct Pinned {
+    const char *name;
+    DitherFn dither;
+    std::vector<int> args; // depths, or matrix types
+    const char *digest;
+};
+const Pinned kPinned[] = {
+    {"DitherFS4", DitherFS4, {1, 4, 8}, "cfd28050d454e757"},
+    {"DitherBurkes", DitherBurkes, {1, 4, 8}, "8377e8f083bfd8f1"},
+    {"DitherSierra", DitherSierra, {1, 4, 8}, "9cabf3036d4d1211"},
+    {"DitherJJN", DitherJJN, {1, 4, 8}, "635b462b952c36d7"},
+    {"DitherStucki", DitherStucki, {1, 4, 8}, "cc7a6fb605a2ea5a"},
+    {"DitherSA", DitherSA, {1, 4, 8}, "a4048fa2cbdff698"},
+    {"DitherSharp", DitherSharp, {1, 4}, "5c245284a9495c4b"},
+    {"DitherSmooth", DitherSmooth, {1, 4}, "7ccb9c4c5e6e702f"},
+    {"DitherOrdered", DitherOrdered, {0, 1, 2, 3, 4, 5, 6}, "0c4df38538a5a9bd"},
 };
 
-std::vector<Case> Cases() {
-    std::vector<Case> cases;
-    // Widths 1..70 at every source depth, full and short tables, some
-    // top-down, one to nine rows.
-    for (int w = 1; w <= 70; ++w) {
-        const int depth = std::vector<int>{4, 8, 24}[w % 3];
-        const int entries = depth != 24 && w % 4 == 1 ? 1 + w % (depth == 4 ? 15 : 255) : -1;
-        cases.push_back({depth, w, 1 + w * 7 % 9, entries, w % 5 == 0, kNoise});
-    }
-    // Wide rows, beyond 16-bit column counts too (and beyond 65,535).
-    cases.push_back({24, 40000, 2, -1, false, kNoise});
-    cases.push_back({8, 4099, 3, 200, true, kNoise});
-    cases.push_back({4, 33001, 2, 9, false, kNoise});
-    cases.push_back({24, 65601, 2, -1, true, kNoise});
-    // White at 8 bits measures its error against 224 and 192, so the cells
-    // grow row by row until they wrap past 32767.
-    cases.push_back({24, 256, 1000, -1, false, kWhite});
-    return cases;
-}
-
-HGLOBAL Make(const Case &c, paxtest::Rng &rng) {
-    paxtest::Rng pix(rng.Next());
-    HGLOBAL image = paxtest::MakeDib(
-        c.w, c.h, c.depth,
-        [&](int, int, int) { return c.fill == kWhite ? BYTE{255} : pix.Byte(); }, c.entries);
-    BYTE *p = static_cast<BYTE *>(GlobalLock(image));
-    if (c.depth != 24)
-        for (int i = 0; i < 4 * (c.entries < 0 ? 1 << c.depth : c.entries); ++i)
-            p[40 + i] = pix.Byte();
-    if (c.topDown) reinterpret_cast<BITMAPINFOHEADER *>(p)->biHeight = -c.h;
-    GlobalUnlock(image);
-    return image;
-}
-
-TEST(DitherDigest, EveryMethodDepthAndImage) {
+// Besides the digests: 4-bit results hold only even indices (the corners of
+// the colour cube), 1-bit rows end in zero bits and bytes, and the white
+// image's wrapped cells show at 8 bits as pixels below the top level.
+TEST(DitherDigest, EveryDitherDepthAndImage) {
     paxtest::Rng rng(2718);
-    uint64_t digest = 0xCBF29CE484222325ull;
-    int runs = 0;
+    std::vector<uint64_t> digests(std::size(kPinned), 0xCBF29CE484222325ull);
     for (const Case &c : Cases()) {
         HGLOBAL image = Make(c, rng);
-        for (const Method &m : kMethods)
-            for (int bits : m.depths) {
-                if (bits >= c.depth) continue;
-                std::vector<BYTE> out = Dither(m.dither, image, bits);
-                ASSERT_FALSE(out.empty()) << m.name << " " << c.w << "x" << c.h;
-                digest = Fold(digest, out);
-                ++runs;
-                // The wrapped cells show as pixels below the top level.
-                if (c.fill == kWhite && bits == 8) {
-                    bool dark = false;
-                    for (int x = 0; x < c.w && !dark; ++x)
-                        for (int r = 0; r < c.h && !dark; ++r) dark = Pixel(out, r, x) != 255;
-                    EXPECT_TRUE(dark) << m.name << ": no cell wrapped";
+        for (size_t i = 0; i < digests.size(); ++i) {
+            const bool ordered = kPinned[i].dither == DitherOrdered;
+            for (int arg : kPinned[i].args) {
+                if (ordered ? c.depth != 8 : arg >= c.depth) continue;
+                std::vector<BYTE> out = Dither(kPinned[i].dither, image, arg);
+                ASSERT_FALSE(out.empty()) << kPinned[i].name << " " << c.w << "x" << c.h << " arg " << arg;
+                digests[i] = Fold(digests[i], out);
+                const int bits = ordered ? 1 : arg, s = (c.w * bits + 31) / 32 * 4;
+                bool odd = false, padding = false, dark = false;
+                for (int r = 0; r < c.h; ++r) {
+                    for (int x = 0; x < c.w && (bits == 4 || c.white); ++x) {
+                        odd |= bits == 4 && Pixel(out, r, x) % 2;
+                        dark |= Pixel(out, r, x) != 255;
+                    }
+                    for (int x = c.w; x < s * 8 / bits && bits == 1; ++x) padding |= Pixel(out, r, x) != 0;
                 }
+                EXPECT_FALSE(odd || padding) << kPinned[i].name << " " << c.w << "x" << c.h << " arg " << arg;
+                EXPECT_TRUE(!c.white || bits != 8 || dark) << kPinned[i].name << ": no cell wrapped";
             }
+        }
         GlobalFree(image);
     }
-    EXPECT_EQ(runs, 1164);
-    char text[17];
-    std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(digest));
-    EXPECT_STREQ(text, "d92faecb6a7e08dd");
+    for (size_t i = 0; i < digests.size(); ++i) {
+        char text[17];
+        std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(digests[i]));
+        EXPECT_STREQ(text, kPinned[i].digest) << kPinned[i].name;
+    }
+}
+
+// Flat white gives the top level at 1 and 4 bits (8 bits drifts, as above);
+// flat black gives zero pixel bytes at every depth.
+TEST(DitherDigest, FlatImages) {
+    for (const Pinned &p : kPinned) {
+        if (p.dither == DitherOrdered) continue;
+        for (int w : {1, 7, 33}) {
+            HGLOBAL white = Image(24, w, 6, {G(255)}), black = Image(24, w, 6, {0});
+            for (int bits : p.args) {
+                std::vector<BYTE> wo = Dither(p.dither, white, bits), bo = Dither(p.dither, black, bits);
+                for (int r = 0; r < 6; ++r)
+                    for (int x = 0; x < w && bits != 8; ++x) ASSERT_EQ(Pixel(wo, r, x), bits == 1 ? 1 : 14) << p.name;
+                ASSERT_GT(bo.size(), size_t(40 + (4 << bits)));
+                EXPECT_TRUE(std::all_of(bo.begin() + (40 + (4 << bits)), bo.end(), [](BYTE b) { return b == 0; }));
+            }
+            GlobalFree(white);
+            GlobalFree(black);
+        }
+    }
 }
 
 } // namespace

@@ -1,22 +1,27 @@
-// Small helpers shared by the dither tests.
+// Small helpers shared by the dither tests: images made from data, results
+// read back as bytes and pixels.
 #ifndef PAX_TESTS_DITHER_TEST_UTIL_H
 #define PAX_TESTS_DITHER_TEST_UTIL_H
 
-#include "census.h"
 #include "dib_builder.h"
 #include "thread_state.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <string>
 #include <vector>
 
 namespace dithertest {
 
 using DitherFn = HDIB (*)(HDIB, int);
 
-// Runs a dither and returns its result block (empty on failure).
+// Grey g as a 0xRRGGBB colour.
+constexpr int G(int g) { return g * 0x010101; }
+
+inline DWORD &Status() { return GetThreadState()->imageStatus; }
+
+// Runs a dither and returns its result block (empty on failure); the result
+// must come back unlocked.
 inline std::vector<BYTE> Dither(DitherFn dither, HGLOBAL image, int arg) {
     HDIB out = dither(image, arg);
     if (!out) return {};
@@ -26,137 +31,43 @@ inline std::vector<BYTE> Dither(DitherFn dither, HGLOBAL image, int arg) {
     return bytes;
 }
 
-inline DWORD Status() { return GetThreadState()->imageStatus; }
-inline void SetStatus(DWORD v) { GetThreadState()->imageStatus = v; }
-
-// Expects dither(image, arg) to fail with `code` and leave the image unlocked.
-inline void ExpectFailure(DitherFn dither, HGLOBAL image, int arg, DWORD code, const std::string &what = "") {
-    SetStatus(99);
-    HDIB out = dither(image, arg);
-    EXPECT_EQ(out, nullptr) << what << " arg " << arg;
-    if (out) GlobalFree(out);
-    EXPECT_EQ(paxtest::ImsName(Status()), paxtest::ImsName(code)) << what << " arg " << arg;
-    if (image) {
-        EXPECT_EQ(paxtest::LockCount(image), 0) << what;
+// An image from data. Pixels are listed in stored order, the first stored row
+// first (one value fills the image): 0xRRGGBB at 24 bits, indices at 4 and 8
+// bits. The colour table is given as 0xRRGGBB values and sets biClrUsed; when
+// it is empty the table is a full grey ramp. The pixels-per-metre fields are
+// 1234 and 5678. A negative h stores the same picture top-down (the rows in
+// the other order).
+inline HGLOBAL Image(int depth, int w, int h, const std::vector<int> &pixels, const std::vector<int> &table = {}) {
+    const int rows = h < 0 ? -h : h;
+    auto fill = [&](int x, int y, int k) {
+        const int v = pixels.size() == 1 ? pixels[0] : pixels[size_t(rows - 1 - y) * w + x];
+        return static_cast<BYTE>(depth == 24 ? v >> (8 * k) : v);
+    };
+    HGLOBAL image = paxtest::MakeDib(w, rows, depth, fill, table.empty() ? -1 : int(table.size()));
+    BYTE *p = static_cast<BYTE *>(GlobalLock(image));
+    for (size_t i = 0; i < 4 * table.size(); ++i) p[40 + i] = static_cast<BYTE>(table[i / 4] >> (8 * (i % 4)));
+    auto *header = reinterpret_cast<BITMAPINFOHEADER *>(p);
+    header->biXPelsPerMeter = 1234;
+    header->biYPelsPerMeter = 5678;
+    if (h < 0) { // the same picture stored top-down: reverse the rows
+        const size_t stride = size_t(((int64_t{w} * depth + 31) / 32) * 4);
+        BYTE *rowsStart = p + 40 + 4 * (!table.empty() ? table.size() : depth <= 8 ? size_t{1} << depth : 0);
+        std::vector<BYTE> copy(rowsStart, rowsStart + stride * rows);
+        for (int r = 0; r < rows; ++r) std::memcpy(rowsStart + r * stride, &copy[(rows - 1 - r) * stride], stride);
+        header->biHeight = h;
     }
-}
-
-// A grey image of 24-bit pixels (g, g, g).
-inline HGLOBAL Grey24(int w, int h, BYTE g) {
-    return paxtest::MakeDib24(w, h, [g](int, int) { return paxtest::Rgb{g, g, g}; });
-}
-
-// A 24-bit one-column or one-row grey image: values in stored order.
-inline HGLOBAL GreyLine(const std::vector<int> &stored, bool column) {
-    const int n = static_cast<int>(stored.size());
-    return paxtest::MakeDib24(column ? 1 : n, column ? n : 1, [stored, column, n](int x, int y) {
-        BYTE v = static_cast<BYTE>(column ? stored[n - 1 - y] : stored[x]);
-        return paxtest::Rgb{v, v, v};
-    });
-}
-
-inline BITMAPINFOHEADER HeaderOf(const std::vector<BYTE> &block) {
-    BITMAPINFOHEADER h;
-    std::memcpy(&h, block.data(), sizeof h);
-    return h;
-}
-
-// The pixel bytes of a result (after its header and 2^bits-entry table).
-inline std::vector<BYTE> PixelBytes(const std::vector<BYTE> &block) {
-    size_t offset = 40 + 4 * (size_t{1} << HeaderOf(block).biBitCount);
-    return std::vector<BYTE>(block.begin() + offset, block.end());
+    GlobalUnlock(image);
+    return image;
 }
 
 // Pixel x of stored row r of a 1-, 4- or 8-bit result.
 inline int Pixel(const std::vector<BYTE> &block, int r, int x) {
-    BITMAPINFOHEADER h = HeaderOf(block);
+    BITMAPINFOHEADER h;
+    std::memcpy(&h, block.data(), sizeof h);
     const int bits = h.biBitCount;
-    int64_t stride = ((static_cast<int64_t>(h.biWidth) * bits + 31) / 32) * 4;
-    const BYTE *p = block.data() + 40 + (size_t{4} << bits) + r * stride;
-    const int64_t bit = int64_t{x} * bits;
-    return (p[bit / 8] >> (8 - bits - bit % 8)) & ((1 << bits) - 1);
-}
-inline int Bit(const std::vector<BYTE> &block, int r, int x) { return Pixel(block, r, x); }
-
-// A header with the given fields, for hand-made blocks.
-inline BITMAPINFOHEADER Header(LONG w, LONG h, WORD bits, DWORD clrUsed = 0, DWORD size = 40) {
-    BITMAPINFOHEADER hd = {};
-    hd.biSize = size;
-    hd.biWidth = w;
-    hd.biHeight = h;
-    hd.biPlanes = 1;
-    hd.biBitCount = bits;
-    hd.biClrUsed = clrUsed;
-    return hd;
-}
-
-// An image block of the given size that starts with (as much as fits of) h.
-inline HGLOBAL RawBlock(size_t size, const BITMAPINFOHEADER &h) {
-    HGLOBAL b = GlobalAlloc(GHND, size);
-    BYTE *p = static_cast<BYTE *>(GlobalLock(b));
-    std::memcpy(p, &h, size < sizeof h ? size : sizeof h);
-    GlobalUnlock(b);
-    return b;
-}
-
-// Flat white images give white (1 or 14) everywhere, flat black all-zero
-// pixel bytes; on random images 4-bit indices are even and the bits and bytes
-// after the last pixel of a 1-bit row are 0.
-inline void CheckProperties(const std::string &name, DitherFn dither, std::vector<int> depths, int seed) {
-    SCOPED_TRACE(name);
-    for (int w : {1, 2, 7, 33}) {
-        HGLOBAL white = Grey24(w, 6, 255), black = Grey24(w, 6, 0);
-        for (int bits : depths) {
-            std::vector<BYTE> wo = Dither(dither, white, bits);
-            for (int r = 0; r < 6 && bits != 8; ++r)
-                for (int x = 0; x < w; ++x) ASSERT_EQ(Pixel(wo, r, x), bits == 1 ? 1 : 14) << w;
-            for (BYTE b : PixelBytes(Dither(dither, black, bits))) ASSERT_EQ(b, 0) << bits;
-        }
-        GlobalFree(white);
-        GlobalFree(black);
-    }
-    paxtest::Rng rng(seed);
-    for (int trial = 0; trial < 30; ++trial) {
-        const int w = 1 + rng.Below(45), h = 1 + rng.Below(6);
-        HGLOBAL image = paxtest::MakeRandomDib24(w, h, rng.Next());
-        std::vector<BYTE> four = Dither(dither, image, 4), one = PixelBytes(Dither(dither, image, 1));
-        const int s1 = ((w + 31) / 32) * 4;
-        ASSERT_EQ(one.size(), size_t(s1 * h));
-        for (int r = 0; r < h; ++r) {
-            for (int x = 0; x < w; ++x) EXPECT_EQ(Pixel(four, r, x) % 2, 0) << x << "," << r;
-            if (w % 8) {
-                EXPECT_EQ(one[r * s1 + w / 8] & (0xFF >> (w % 8)), 0);
-            }
-            for (int i = (w + 7) / 8; i < s1; ++i) EXPECT_EQ(one[r * s1 + i], 0);
-        }
-        GlobalFree(image);
-    }
-}
-
-// Injected allocation and lock failures: four allocation points (three
-// working blocks and the result); the first run succeeds with IMS_OK, every
-// later one fails, with `imageLockCode` when the caller's image (the first
-// lock) fails and IMS_NOMEMORY otherwise.
-inline void SweepDither(DitherFn dither, HGLOBAL image, int bits, DWORD imageLockCode) {
-    std::vector<std::pair<bool, DWORD>> runs;
-    paxtest::SweepCounts counts = paxtest::SweepFailures(
-        [&]() -> HGLOBAL {
-            SetStatus(99);
-            HDIB out = dither(image, bits);
-            runs.push_back({out != nullptr, Status()});
-            return out;
-        },
-        {image});
-    if (!paxtest::HaveCensus()) return;
-    ASSERT_EQ(runs.size(), size_t(1 + counts.allocationPoints + counts.lockPoints));
-    EXPECT_EQ(counts.allocationPoints, 4);
-    EXPECT_TRUE(runs[0].first);
-    EXPECT_EQ(paxtest::ImsName(runs[0].second), "IMS_OK");
-    for (size_t i = 1; i < runs.size(); ++i) {
-        EXPECT_FALSE(runs[i].first) << "run " << i;
-        DWORD want = i == size_t(1 + counts.allocationPoints) ? imageLockCode : DWORD{IMS_NOMEMORY};
-        EXPECT_EQ(paxtest::ImsName(runs[i].second), paxtest::ImsName(want)) << "run " << i;
-    }
+    const int64_t stride = ((int64_t{h.biWidth} * bits + 31) / 32) * 4, bit = int64_t{x} * bits;
+    const BYTE *row = block.data() + 40 + (size_t{4} << bits) + r * stride;
+    return (row[bit / 8] >> (8 - bits - bit % 8)) & ((1 << bits) - 1);
 }
 
 } // namespace dithertest
