@@ -1,5 +1,5 @@
-// Small helpers shared by the dither tests: images made from data, results
-// read back as bytes and pixels.
+// Helpers shared by the dither tests: the dithers by name, the worked
+// examples of examples.txt, images made from data, results read as pixels.
 #ifndef PAX_TESTS_DITHER_TEST_UTIL_H
 #define PAX_TESTS_DITHER_TEST_UTIL_H
 
@@ -9,14 +9,70 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <string>
 #include <vector>
 
 namespace dithertest {
 
 using DitherFn = HDIB (*)(HDIB, int);
 
+// Group 0 reports a null handle as a bad parameter, group 1 as a failed lock;
+// group 2 are the block dithers; DitherOrdered takes a matrix type.
+struct Method {
+    std::string name;
+    DitherFn dither;
+    std::vector<int> args; // depths, or matrix types
+    int group;
+};
+inline const std::vector<Method> &Methods() {
+    static const std::vector<Method> methods = {
+        {"FS4", DitherFS4, {1, 4, 8}, 0},       {"Burkes", DitherBurkes, {1, 4, 8}, 0},
+        {"Sierra", DitherSierra, {1, 4, 8}, 0}, {"JJN", DitherJJN, {1, 4, 8}, 1},
+        {"Stucki", DitherStucki, {1, 4, 8}, 1}, {"SA", DitherSA, {1, 4, 8}, 1},
+        {"Sharp", DitherSharp, {1, 4}, 2},      {"Smooth", DitherSmooth, {1, 4}, 2},
+        {"Ordered", DitherOrdered, {0, 1, 2, 3, 4, 5, 6}, 3}};
+    return methods;
+}
+
 // Grey g as a 0xRRGGBB colour.
 constexpr int G(int g) { return g * 0x010101; }
+
+// A word of examples.txt: gN grey N, #RRGGBB a colour, otherwise a number.
+inline int Value(const std::string &w) {
+    return w[0] == 'g' ? G(std::stoi(w.substr(1))) : w[0] == '#' ? std::stoi(w.substr(1), nullptr, 16) : std::stoi(w);
+}
+
+// The lines of examples.txt that start with `kind`: the words up to the
+// first ':', then the values of each field after it.
+struct Line {
+    std::vector<std::string> head;
+    std::vector<std::vector<int>> fields;
+};
+inline std::vector<Line> Examples(const std::string &kind) {
+    std::ifstream in(PAX_DITHER_DATA "/examples.txt");
+    EXPECT_TRUE(in) << "examples.txt not found";
+    std::vector<Line> lines;
+    for (std::string text, word; std::getline(in, text);) {
+        std::istringstream words(text);
+        if (!(words >> word) || word != kind) continue;
+        lines.emplace_back();
+        while (words >> word)
+            if (word == ":") lines.back().fields.emplace_back();
+            else if (lines.back().fields.empty()) lines.back().head.push_back(word);
+            else lines.back().fields.back().push_back(Value(word));
+    }
+    EXPECT_FALSE(lines.empty()) << kind;
+    return lines;
+}
+
+inline const Method &Named(const std::string &name) {
+    for (const Method &m : Methods())
+        if (m.name == name) return m;
+    throw std::invalid_argument(name);
+}
 
 inline DWORD &Status() { return GetThreadState()->imageStatus; }
 
@@ -35,8 +91,7 @@ inline std::vector<BYTE> Dither(DitherFn dither, HGLOBAL image, int arg) {
 // first (one value fills the image): 0xRRGGBB at 24 bits, indices at 4 and 8
 // bits. The colour table is given as 0xRRGGBB values and sets biClrUsed; when
 // it is empty the table is a full grey ramp. The pixels-per-metre fields are
-// 1234 and 5678. A negative h stores the same picture top-down (the rows in
-// the other order).
+// 1234 and 5678; a negative h marks the rows top-down.
 inline HGLOBAL Image(int depth, int w, int h, const std::vector<int> &pixels, const std::vector<int> &table = {}) {
     const int rows = h < 0 ? -h : h;
     auto fill = [&](int x, int y, int k) {
@@ -49,13 +104,7 @@ inline HGLOBAL Image(int depth, int w, int h, const std::vector<int> &pixels, co
     auto *header = reinterpret_cast<BITMAPINFOHEADER *>(p);
     header->biXPelsPerMeter = 1234;
     header->biYPelsPerMeter = 5678;
-    if (h < 0) { // the same picture stored top-down: reverse the rows
-        const size_t stride = size_t(((int64_t{w} * depth + 31) / 32) * 4);
-        BYTE *rowsStart = p + 40 + 4 * (!table.empty() ? table.size() : depth <= 8 ? size_t{1} << depth : 0);
-        std::vector<BYTE> copy(rowsStart, rowsStart + stride * rows);
-        for (int r = 0; r < rows; ++r) std::memcpy(rowsStart + r * stride, &copy[(rows - 1 - r) * stride], stride);
-        header->biHeight = h;
-    }
+    header->biHeight = h;
     GlobalUnlock(image);
     return image;
 }

@@ -36,22 +36,11 @@ TEST(OrderedMatrices, SidesLargestEntriesAndValues) {
         for (int i = 0; i < m.n * m.n; ++i) digest = (digest ^ m.entries[i]) * 0x100000001B3ull;
     }
     EXPECT_EQ(digest, 0xa31963cfc2fe7aadull);
-    const struct {
-        int type, row;
-        std::vector<int> values;
-    } rows[] = {
-        {0, 0, {35, 30, 18, 22, 31, 36}}, {0, 3, {13, 4, 1, 2, 11, 19}},
-        {1, 0, {36, 34, 32, 31, 33, 35}}, {1, 3, {6, 4, 2, 1, 3, 5}},
-        {2, 0, {21, 22, 23, 24, 25}},     {2, 2, {19, 6, 1, 2, 11}},
-        {3, 1, {94, 72, 193, 242, 232}},  {3, 4, {232, 153, 111, 36, 51}},
-        {4, 0, {0, 32, 8, 40, 2, 34, 10, 42}}, {4, 7, {63, 31, 55, 23, 61, 29, 53, 21}},
-        {5, 0, {2, 60, 16, 56, 3, 57, 13, 53}},
-        {6, 0, {2, 236, 60, 220, 16, 232, 56, 216, 3, 233, 57, 217, 13, 229, 53, 213}},
-        {6, 15, {172, 108, 156, 92, 168, 104, 152, 88, 169, 105, 153, 89, 165, 101, 149, 85}},
-    };
-    for (const auto &r : rows)
-        for (size_t c = 0; c < r.values.size(); ++c)
-            EXPECT_EQ(Entry(r.type, r.row, int(c)), r.values[c]) << "type " << r.type << " row " << r.row;
+    for (const Line &r : Examples("matrix")) {
+        const OrderedMatrix &m = GetOrderedMatrix(std::stoi(r.head[0]));
+        const BYTE *row = m.entries + std::stoi(r.head[1]) * m.n;
+        EXPECT_EQ(std::vector<int>(row, row + m.n), r.fields[0]) << "type " << r.head[0] << " row " << r.head[1];
+    }
     for (int r = 0; r < 8; ++r)
         for (int c = 0; c < 8; ++c) EXPECT_EQ(Entry(5, r, c), Entry(6, 2 * r, 2 * c)) << r << "," << c;
 }
@@ -69,22 +58,17 @@ void ExpectPicture(const char *what, int type, int w, int h, const Picture &valu
         for (int x = 0; x < w; ++x) ASSERT_EQ(Pixel(out, h - 1 - y, x), bit(x, y)) << what << " at " << x << "," << y;
 }
 
-// A flat image at its own maximum scales to maxM everywhere, so it is white
-// except where the matrix holds maxM (the test is strict): at matrix row
-// x mod n and column y mod n, y counted from the top.
-TEST(OrderedDither, FlatImagesAreBlackOnlyAtTheLargestEntry) {
-    const struct {
-        int type, value;
-        std::vector<std::pair<int, int>> largest; // (row, column) of maxM
-    } cases[] = {{0, 255, {{0, 5}}}, {1, 17, {{0, 0}}},  {2, 255, {{0, 4}}},          {3, 1, {{1, 3}}},
-                 {4, 180, {{7, 0}}}, {5, 90, {{2, 3}}}, {6, 180, {{6, 7}, {14, 15}}}};
-    for (const auto &c : cases) {
-        const int n = GetOrderedMatrix(c.type).n;
-        ExpectPicture("flat", c.type, 2 * n + 1, n + 3, [&](int, int) { return c.value; }, [&](int x, int y) {
-            for (auto [row, column] : c.largest)
-                if (x % n == row && y % n == column) return 0;
-            return 1;
-        });
+// Flat images at their own maximum: black only where the matrix holds maxM.
+TEST(OrderedDither, FlatImages) {
+    for (const Line &c : Examples("flat")) {
+        const int n = GetOrderedMatrix(std::stoi(c.head[0])).n;
+        const std::vector<int> &at = c.fields[0];
+        ExpectPicture("flat", std::stoi(c.head[0]), 2 * n + 1, n + 3, [&](int, int) { return std::stoi(c.head[1]); },
+                      [&](int x, int y) {
+                          for (size_t i = 0; i < at.size(); i += 2)
+                              if (x % n == at[i] && y % n == at[i + 1]) return 0;
+                          return 1;
+                      });
     }
 }
 
@@ -115,11 +99,12 @@ TEST(OrderedDither, Examples) {
 // A table shorter than 256 entries and a top-down image give the pattern of a
 // bottom-up image with a full grey ramp.
 TEST(OrderedDither, ShortTablesAndTopDown) {
-    std::vector<int> stored, ramp16;
+    std::vector<int> stored, reversed, ramp16;
     for (int i = 0; i < 23 * 9; ++i) stored.push_back(i * 37 % 256);
+    for (int i = 0; i < 23 * 9; ++i) reversed.push_back(stored[(8 - i / 23) * 23 + i % 23]);
     for (int i = 0; i < 16; ++i) ramp16.push_back(G(i * 17));
     HGLOBAL full = Image(8, 23, 9, stored), shortTable = Image(8, 23, 9, stored, ramp16),
-            topDown = Image(8, 23, -9, stored);
+            topDown = Image(8, 23, -9, reversed);
     for (int type = 0; type < kOrderedMatrixCount; ++type) {
         std::vector<BYTE> want = Dither(DitherOrdered, full, type), a = Dither(DitherOrdered, shortTable, type),
                           b = Dither(DitherOrdered, topDown, type);
