@@ -1,11 +1,13 @@
-// The worked examples of examples.txt: whole results of the error-diffusion
-// and block dithers, their colour tables, the block pass on single blocks,
+// The worked examples of examples.txt: whole results of every dither, the
+// colour tables of the results, the block pass on single blocks,
 // and the codes of their checks. Seeded images of every depth are pinned in
 // dither_digest_test.cpp.
 #include "block_dither.h"
 #include "dither_test_util.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <map>
 
 using namespace dithertest;
 
@@ -15,23 +17,24 @@ namespace {
 TEST(DitherExamples, HandDerivedResults) {
     for (const Line &c : Examples("dither")) {
         const Method &m = Named(c.head[0]);
-        const int bits = std::stoi(c.head[1]), w = std::stoi(c.head[3]), h = std::stoi(c.head[4]);
+        const int arg = std::stoi(c.head[1]), w = std::stoi(c.head[3]), h = std::stoi(c.head[4]);
+        const int bits = m.group == 3 ? 1 : arg, rows = std::abs(h);
         SCOPED_TRACE(c.head[0] + " " + c.head[1] + " " + c.head[3] + "x" + c.head[4]);
         HGLOBAL image = Image(std::stoi(c.head[2]), w, h, c.fields[0], c.fields[1]);
         Status() = 99;
-        std::vector<BYTE> out = Dither(m.dither, image, bits);
+        std::vector<BYTE> out = Dither(m.dither, image, arg);
         GlobalFree(image);
         ASSERT_FALSE(out.empty());
         EXPECT_EQ(Status(), DWORD{IMS_OK});
         const DWORD s = DWORD((w * bits + 31) / 32 * 4), colours = 1u << bits;
-        const DWORD header[10] = {40, DWORD(w), DWORD(h), 1u | DWORD(bits) << 16, 0, s * h, 1234, 5678, colours, 0};
-        ASSERT_EQ(out.size(), 40 + 4 * colours + s * h);
+        const DWORD header[10] = {40, DWORD(w), DWORD(h), 1u | DWORD(bits) << 16, 0, s * rows, 1234, 5678, colours, 0};
+        ASSERT_EQ(out.size(), 40 + 4 * colours + s * rows);
         EXPECT_EQ(std::memcmp(out.data(), header, 40), 0);
-        std::vector<BYTE> rows(s * h);
-        for (int r = 0; r < h; ++r)
+        std::vector<BYTE> pixels(s * rows);
+        for (int r = 0; r < rows; ++r)
             for (int x = 0; x < w; ++x)
-                rows[r * s + x * bits / 8] |= BYTE(c.fields[2][r * w + x] << (8 - bits - x * bits % 8));
-        EXPECT_TRUE(std::equal(rows.begin(), rows.end(), out.end() - rows.size()));
+                pixels[r * s + x * bits / 8] |= BYTE(c.fields[2][r * w + x] << (8 - bits - x * bits % 8));
+        EXPECT_TRUE(std::equal(pixels.begin(), pixels.end(), out.end() - pixels.size()));
     }
 }
 
