@@ -192,24 +192,27 @@ TEST(DitherExamples, CheckCodes) {
 }
 
 // DitherOrdered's working copy is its first allocation and the image its first
-// lock: failing either is its own refusal and leaves the status.
+// lock: failing either is its own refusal and leaves the status. The copy is
+// made one way for a full table and another for a short one.
 TEST(DitherExamples, OrderedFailuresLeaveTheStatus) {
-    HGLOBAL image = Image(8, 9, 7, {200});
-    std::vector<DWORD> statuses;
-    const paxtest::SweepCounts counts = paxtest::SweepFailures(
-        [&]() -> HGLOBAL {
-            Status() = 99;
-            HDIB out = DitherOrdered(image, 4);
-            statuses.push_back(Status());
-            return out;
-        },
-        {image});
-    GlobalFree(image);
-    if (!paxtest::HaveCensus()) return;
-    ASSERT_EQ(statuses.size(), size_t(1 + counts.allocationPoints + counts.lockPoints));
-    EXPECT_EQ(statuses[0], DWORD{IMS_OK});
-    EXPECT_EQ(statuses[1], 99u);
-    EXPECT_EQ(statuses[1 + counts.allocationPoints], 99u);
+    for (std::vector<int> table : {std::vector<int>{}, std::vector<int>(16, G(7))}) {
+        HGLOBAL image = Image(8, 9, 7, {200}, table);
+        std::vector<DWORD> statuses;
+        const paxtest::SweepCounts counts = paxtest::SweepFailures(
+            [&]() -> HGLOBAL {
+                Status() = 99;
+                HDIB out = DitherOrdered(image, 4);
+                statuses.push_back(Status());
+                return out;
+            },
+            {image});
+        GlobalFree(image);
+        if (!paxtest::HaveCensus()) return;
+        ASSERT_EQ(statuses.size(), size_t(1 + counts.allocationPoints + counts.lockPoints));
+        EXPECT_EQ(statuses[0], DWORD{IMS_OK});
+        EXPECT_EQ(statuses[1], 99u);
+        EXPECT_EQ(statuses[1 + counts.allocationPoints], 99u);
+    }
 }
 
 // The rows written out in examples.txt, and every entry pinned by a digest.
