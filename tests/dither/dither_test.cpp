@@ -17,8 +17,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <sstream>
+#include <string>
+#include <vector>
 
 namespace {
 
