@@ -11,7 +11,9 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iomanip>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -92,57 +94,24 @@ struct ToolRun {
     std::string output; // standard error, and standard output unless redirected
 };
 
-// Runs the tool in the scratch folder; standard input from `in` (else
-// empty), standard output into `out` (else with the messages).
-ToolRun RunTool(const std::vector<std::string> &args, const std::string &in = "", const std::string &out = "") {
-    ToolRun result;
-    const fs::path log = g_dir / "tool-output.txt", input = in.empty() ? fs::path() : g_dir / in;
+// Runs the tool in the scratch folder through the shell; standard input from
+// `in` (else nothing), standard output into `out` (else with the messages).
+ToolRun RunTool(const std::vector<std::string> &args, std::string in = "", const std::string &out = "") {
 #ifdef _WIN32
-    std::string line = "\"" + g_tool.string() + "\"";
-    for (const std::string &a : args) line += " \"" + a + "\"";
-    SECURITY_ATTRIBUTES inherit = {sizeof inherit, nullptr, TRUE};
-    auto open = [&](const std::string &path, bool write) {
-        return CreateFileA(path.c_str(), write ? GENERIC_WRITE : GENERIC_READ, FILE_SHARE_READ, &inherit,
-                           write ? CREATE_ALWAYS : OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    };
-    STARTUPINFOA si = {};
-    si.cb = sizeof si;
-    si.dwFlags = STARTF_USESTDHANDLES;
-    si.hStdError = open(log.string(), true);
-    si.hStdInput = open(in.empty() ? "NUL" : input.string(), false);
-    si.hStdOutput = out.empty() ? si.hStdError : open((g_dir / out).string(), true);
-    PROCESS_INFORMATION pi = {};
-    if (CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, g_dir.string().c_str(), &si, &pi)) {
-        WaitForSingleObject(pi.hProcess, INFINITE);
-        DWORD code = 0;
-        GetExitCodeProcess(pi.hProcess, &code);
-        result.status = (int)code;
-        CloseHandle(pi.hProcess);
-        CloseHandle(pi.hThread);
-    }
-    if (si.hStdOutput != si.hStdError) CloseHandle(si.hStdOutput);
-    CloseHandle(si.hStdError);
-    CloseHandle(si.hStdInput);
+    std::string line = "cd /d \"" + g_dir.string() + "\" && \"" + g_tool.string() + "\"";
+    if (in.empty()) in = "NUL";
 #else
-    std::vector<std::string> all = {g_tool.string()};
-    all.insert(all.end(), args.begin(), args.end());
-    std::vector<char *> argv;
-    for (std::string &a : all) argv.push_back(a.data());
-    argv.push_back(nullptr);
-    if (pid_t pid = fork(); pid == 0) {
-        FILE *f = std::fopen(log.c_str(), "wb"), *o = out.empty() ? f : std::fopen((g_dir / out).c_str(), "wb");
-        FILE *i = std::fopen(in.empty() ? "/dev/null" : input.c_str(), "rb");
-        if (!f || !o || !i || chdir(g_dir.c_str()) != 0) _exit(127);
-        dup2(fileno(i), 0), dup2(fileno(o), 1), dup2(fileno(f), 2);
-        execv(argv[0], argv.data());
-        _exit(127);
-    } else {
-        int status = 0;
-        waitpid(pid, &status, 0);
-        result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    }
+    std::string line = "cd '" + g_dir.string() + "' && '" + g_tool.string() + "'";
+    if (in.empty()) in = "/dev/null";
 #endif
-    const Bytes text = ReadFile(log);
+    for (const std::string &a : args) line += " \"" + a + "\"";
+    line += " <" + in + (out.empty() ? " >tool-output.txt 2>&1" : " >" + out + " 2>tool-output.txt");
+    ToolRun result;
+    result.status = std::system(line.c_str());
+#ifndef _WIN32
+    result.status = WIFEXITED(result.status) ? WEXITSTATUS(result.status) : 128 + WTERMSIG(result.status);
+#endif
+    const Bytes text = ReadFile("tool-output.txt");
     result.output.assign(text.begin(), text.end());
     // A sanitizer's report would also end with status 1.
     EXPECT_EQ(result.output.find("Sanitizer"), std::string::npos) << result.output;
@@ -192,42 +161,29 @@ int Distance(uint32_t a, uint32_t b) { // the largest difference of a component
     return d;
 }
 
-// A line's words; a quoted text is one word that keeps its opening quote,
-// with \n and \" read as a new line and a quote.
-std::vector<std::string> Words(const std::string &line) {
-    std::vector<std::string> words(1);
-    bool quoted = false;
-    for (size_t i = 0; i < line.size(); ++i) {
-        if (line[i] == ' ' && !quoted) {
-            if (!words.back().empty()) words.emplace_back();
-        } else if (line[i] == '"') {
-            if ((quoted = !quoted)) words.back() += '"';
-        } else if (line[i] == '\\' && quoted && ++i < line.size()) {
-            words.back() += line[i] == 'n' ? '\n' : line[i];
-        } else {
-            words.back() += line[i];
-        }
+// One check of a file after a run; the notation is explained at the head
+// of paximg_cases.txt.
+void Check(const std::string &c) {
+    SCOPED_TRACE(c);
+    const size_t at = c.find_first_of("#=~:@");
+    if (c[0] == '-' || at == std::string::npos) {
+        EXPECT_TRUE(c[0] == '-' && !fs::exists(g_dir / c.substr(1)));
+        return;
     }
-    if (words.back().empty()) words.pop_back();
-    return words;
-}
-
-// A check of a file after a run (the notation is explained at the head of
-// paximg_cases.txt): `kind` is one of # = : @ ~.
-void CheckFile(const std::string &name, char kind, const std::string &arg) {
-    const Bytes f = ReadFile(name);
-    if (kind == '#') {
+    const Bytes f = ReadFile(c.substr(0, at));
+    const std::string arg = c.substr(at + 1);
+    if (c[at] == '#') {
         EXPECT_EQ(Digest(f), arg);
-    } else if (kind == '=') {
+    } else if (c[at] == '=') {
         EXPECT_TRUE(f == ReadFile(arg)) << "not the bytes of " << arg;
     } else if (arg.rfind("png", 0) == 0) {
         ASSERT_TRUE(IsPng(f));
-        if (arg != "png") EXPECT_EQ("png=" + std::to_string(f[24]) + "," + std::to_string(f[25]), arg);
+        EXPECT_TRUE(arg == "png" || arg == "png=" + std::to_string(f[24]) + "," + std::to_string(f[25])) << +f[24] << "," << +f[25];
     } else if (!IsBmp(f)) {
         ADD_FAILURE() << "not a whole BMP file";
-    } else if (kind == ':') {
+    } else if (c[at] == ':') {
         EXPECT_EQ(Header(f), arg);
-    } else if (kind == '@') {
+    } else if (c[at] == '@') {
         int x = 0, y = 0, d = 0;
         unsigned rgb = 0;
         ASSERT_GE(std::sscanf(arg.c_str(), "%d,%d=%x~%d", &x, &y, &rgb, &d), 3);
@@ -242,22 +198,12 @@ void CheckFile(const std::string &name, char kind, const std::string &arg) {
     }
 }
 
-// One check of a run that printed `output`.
-void Check(const std::string &c, const std::string &output) {
-    SCOPED_TRACE(c);
-    const size_t at = c.find_first_of("#=~:@");
-    if (c[0] == '"' || c[0] == '!') EXPECT_EQ(output.find(c.substr(c[0] == '!' ? 2 : 1)) == std::string::npos, c[0] == '!') << output;
-    else if (c[0] == '-') EXPECT_FALSE(fs::exists(g_dir / c.substr(1)));
-    else if (at == std::string::npos) ADD_FAILURE() << "not a check";
-    else CheckFile(c.substr(0, at), c[at], c.substr(at + 1));
-}
-
 // "file NAME PART...": a file of hexadecimal bytes and slices SOURCE[a:b]
 // (b empty: to the end) of files made before.
-void MakeFile(const std::vector<std::string> &words) {
+void MakeFile(std::istream &words) {
+    std::string name, part;
     Bytes f;
-    for (size_t k = 2; k < words.size(); ++k) {
-        const std::string &part = words[k];
+    for (words >> name; words >> part;) {
         const size_t open = part.find('['), colon = part.find(':');
         if (open == std::string::npos) {
             for (size_t i = 0; i + 1 < part.size(); i += 2) f.push_back((uint8_t)std::stoul(part.substr(i, 2), nullptr, 16));
@@ -268,23 +214,25 @@ void MakeFile(const std::vector<std::string> &words) {
         ASSERT_TRUE(a <= b && b <= source.size()) << part;
         f.insert(f.end(), source.begin() + a, source.begin() + b);
     }
-    WriteFile(words[1], f);
+    WriteFile(name, f);
 }
 
-// "sheet DIR NAME...": the demo's folder holds NAME.png for each name, each
-// on index.html with a caption, and nothing else.
-void CheckSheet(const std::vector<std::string> &words) {
-    const Bytes html = ReadFile(fs::path(words[1]) / "index.html");
+// "sheet DIR NAME#DIGEST...": the demo's folder holds NAME.png for each name,
+// each on index.html with a caption, and nothing else.
+void CheckSheet(std::istream &words) {
+    std::string dir, image;
+    words >> dir;
+    const Bytes html = ReadFile(fs::path(dir) / "index.html");
     const std::string page(html.begin(), html.end());
-    EXPECT_NE(page.find("<html"), std::string::npos);
-    size_t captions = 0;
-    for (size_t at = page.find("<figcaption>"); at != std::string::npos; at = page.find("<figcaption>", at + 1)) ++captions;
-    EXPECT_EQ(captions, words.size() - 2);
-    EXPECT_EQ((size_t)std::distance(fs::directory_iterator(g_dir / words[1]), {}), words.size() - 1);
-    for (size_t k = 2; k < words.size(); ++k) {
-        EXPECT_NE(page.find("src=\"" + words[k] + ".png\""), std::string::npos) << words[k] << " not on the sheet";
-        EXPECT_TRUE(IsPng(ReadFile(fs::path(words[1]) / (words[k] + ".png")))) << words[k];
+    size_t images = 0, captions = 0;
+    for (; words >> image; ++images) {
+        const std::string name = image.substr(0, image.find('#')) + ".png";
+        EXPECT_NE(page.find("src=\"" + name + "\""), std::string::npos) << name << " not on the sheet";
+        Check(dir + "/" + name + image.substr(image.find('#')));
     }
+    for (size_t at = page.find("<figcaption>"); at != std::string::npos; at = page.find("<figcaption>", at + 1)) ++captions;
+    EXPECT_EQ(captions, images);
+    EXPECT_EQ((size_t)std::distance(fs::directory_iterator(g_dir / dir), {}), images + 1);
 }
 
 class Paximg : public testing::Test {
@@ -338,21 +286,27 @@ TEST_F(Paximg, Cases) {
     ASSERT_GT(lines.size(), 100u) << "paximg_cases.txt missing or cut short";
     for (const std::string &line : lines) {
         SCOPED_TRACE(line);
-        const std::vector<std::string> words = Words(line);
-        if (words[0] == "file" || words[0] == "sheet") {
-            (words[0] == "file" ? MakeFile : CheckSheet)(words);
+        std::istringstream words(line);
+        std::string word, input, output;
+        words >> word;
+        if (word == "file" || word == "sheet") {
+            (word == "file" ? MakeFile : CheckSheet)(words);
             continue;
         }
-        const auto bar = std::find(words.begin(), words.end(), "|");
-        ASSERT_NE(bar, words.end());
+        const int status = std::stoi(word);
         std::vector<std::string> args;
-        std::string input, output;
-        for (auto w = words.begin() + 1; w != bar; ++w)
-            if ((*w)[0] == '<' || (*w)[0] == '>') ((*w)[0] == '<' ? input : output) = w->substr(1);
-            else args.push_back(*w);
+        while (words >> std::quoted(word) && word != "|")
+            if (word[0] == '<' || word[0] == '>') (word[0] == '<' ? input : output) = word.substr(1);
+            else args.push_back(word);
         const ToolRun r = RunTool(args, input, output);
-        EXPECT_EQ(r.status, std::stoi(words[0])) << r.output;
-        for (auto c = bar + 1; c != words.end(); ++c) Check(*c, r.output);
+        EXPECT_EQ(r.status, status) << r.output;
+        for (bool negated = false; words >> std::ws && !words.eof();) {
+            const bool quoted = words.peek() == '"';
+            words >> std::quoted(word);
+            if (quoted) EXPECT_EQ(r.output.find(word) == std::string::npos, negated) << word << " in:\n" << r.output;
+            else if (word != "!") Check(word);
+            negated = !quoted && word == "!";
+        }
         ExpectNoTemporaries();
     }
 }
