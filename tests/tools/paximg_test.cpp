@@ -2,7 +2,7 @@
 // checks its exit statuses, messages and files. The runs are data, in
 // paximg_cases.txt beside this file (its head explains the notation); they
 // pin each output with a digest beside worked examples computed by hand.
-// Corrupted files and Ctrl-C on a terminal are tried here in code.
+// Ctrl-C on a terminal is tried here in code.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -10,16 +10,12 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iomanip>
-#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#ifdef _WIN32
-#include <windows.h>
-#else
+#ifndef _WIN32
 #include <pty.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -32,28 +28,24 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-fs::path OwnFolder() {
-    char path[4096] = {};
+// The test runs in the folder of the build's programs. The tool runs in the
+// scratch folder made there; the cases name their files relative to it.
 #ifdef _WIN32
-    GetModuleFileNameA(nullptr, path, sizeof path);
+const fs::path g_tool = fs::absolute("paximg.exe");
+const char *const kNoInput = "NUL";
 #else
-    if (readlink("/proc/self/exe", path, sizeof path - 1) < 0) return ".";
+const fs::path g_tool = fs::absolute("paximg");
+const char *const kNoInput = "/dev/null";
 #endif
-    return fs::path(path).parent_path();
-}
-#ifdef _WIN32
-const fs::path g_tool = OwnFolder() / "paximg.exe";
-#else
-const fs::path g_tool = OwnFolder() / "paximg";
-#endif
-fs::path g_dir; // the scratch folder: the tool runs in it, names are relative to it
+fs::path g_dir;
 
 Bytes ReadFile(const fs::path &name) {
     std::ifstream in(g_dir / name, std::ios::binary);
     return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 void WriteFile(const fs::path &name, const Bytes &bytes) {
-    std::ofstream(g_dir / name, std::ios::binary).write(reinterpret_cast<const char *>(bytes.data()), (std::streamsize)bytes.size());
+    std::ofstream(g_dir / name, std::ios::binary)
+        .write(reinterpret_cast<const char *>(bytes.data()), (std::streamsize)bytes.size());
 }
 uint32_t Le(const uint8_t *p, int bytes = 4) {
     uint32_t v = 0;
@@ -65,30 +57,6 @@ void Put(uint8_t *p, uint32_t v, int bytes = 4) {
 }
 size_t Stride(int width, int bits) { return ((size_t)width * bits + 31) / 32 * 4; }
 
-// A BMP file whose pixel(x, y) (y = 0 the top row) is a palette index or
-// 0xRRGGBB; a negative height stores the rows top-down. Entries are 0xRRGGBB.
-// The resolution is 3780 x 5906 pixels a metre, unlike the tool's own 2835.
-void MakeBmp(const char *name, int w, int h, int bits, const std::vector<uint32_t> &table,
-             const std::function<uint32_t(int, int)> &pixel) {
-    const int rows = std::abs(h);
-    const size_t stride = Stride(w, bits), at = 54 + table.size() * 4;
-    Bytes f(at + stride * rows);
-    f[0] = 'B', f[1] = 'M';
-    const std::pair<int, uint32_t> fields[] = {{2, (uint32_t)f.size()}, {10, (uint32_t)at}, {14, 40}, {18, (uint32_t)w},
-                                               {22, (uint32_t)h}, {26, 1 | (uint32_t)bits << 16}, {34, (uint32_t)(stride * rows)},
-                                               {38, 3780}, {42, 5906}, {46, table.size() == 1u << bits ? 0 : (uint32_t)table.size()}};
-    for (const auto &field : fields) Put(&f[field.first], field.second);
-    for (size_t i = 0; i < table.size(); ++i) Put(&f[54 + 4 * i], table[i]);
-    for (int y = 0; y < rows; ++y)
-        for (int x = 0; x < w; ++x) {
-            uint8_t *row = &f[at + (h < 0 ? y : rows - 1 - y) * stride];
-            const uint32_t v = pixel(x, y);
-            if (bits >= 8) Put(row + x * (bits / 8), v, bits / 8);
-            else row[x * bits / 8] |= (uint8_t)(v << (8 - bits - x * bits % 8));
-        }
-    WriteFile(name, f);
-}
-
 struct ToolRun {
     int status = -1;
     std::string output; // standard error, and standard output unless redirected
@@ -96,16 +64,11 @@ struct ToolRun {
 
 // Runs the tool in the scratch folder through the shell; standard input from
 // `in` (else nothing), standard output into `out` (else with the messages).
-ToolRun RunTool(const std::vector<std::string> &args, std::string in = "", const std::string &out = "") {
-#ifdef _WIN32
-    std::string line = "cd /d \"" + g_dir.string() + "\" && \"" + g_tool.string() + "\"";
-    if (in.empty()) in = "NUL";
-#else
-    std::string line = "cd '" + g_dir.string() + "' && '" + g_tool.string() + "'";
-    if (in.empty()) in = "/dev/null";
-#endif
+ToolRun RunTool(const std::vector<std::string> &args, const std::string &in = "", const std::string &out = "") {
+    std::string line = "cd \"" + g_dir.string() + "\" && \"" + g_tool.string() + "\"";
     for (const std::string &a : args) line += " \"" + a + "\"";
-    line += " <" + in + (out.empty() ? " >tool-output.txt 2>&1" : " >" + out + " 2>tool-output.txt");
+    line += " <" + (in.empty() ? kNoInput : in) +
+            (out.empty() ? " >tool-output.txt 2>&1" : " >" + out + " 2>tool-output.txt");
     ToolRun result;
     result.status = std::system(line.c_str());
 #ifndef _WIN32
@@ -132,7 +95,9 @@ std::string Digest(const Bytes &bytes) { // FNV-1a, 64 bits
     std::snprintf(text, sizeof text, "%016llx", (unsigned long long)h);
     return text;
 }
-bool IsPng(const Bytes &f) { return f.size() > 26 && Bytes(f.begin(), f.begin() + 8) == Bytes{0x89, 'P', 'N', 'G', 13, 10, 26, 10}; }
+bool IsPng(const Bytes &f) {
+    return f.size() > 26 && Bytes(f.begin(), f.begin() + 8) == Bytes{0x89, 'P', 'N', 'G', 13, 10, 26, 10};
+}
 
 // A whole BMP file: its sizes agree and every row is there.
 bool IsBmp(const Bytes &f) {
@@ -144,7 +109,8 @@ bool IsBmp(const Bytes &f) {
 // Width, height, depth, tag and resolution (x, y) of a BMP file.
 std::string Header(const Bytes &f) {
     std::string text;
-    for (int at : {18, 22, 28, 30, 38, 42}) text += (at == 18 ? "" : ",") + std::to_string((int)Le(&f[at], at == 28 ? 2 : 4));
+    for (int at : {18, 22, 28, 30, 38, 42})
+        text += (at == 18 ? "" : ",") + std::to_string((int)Le(&f[at], at == 28 ? 2 : 4));
     return text;
 }
 // The colour 0xRRGGBB of pixel (x, y), y = 0 the top row.
@@ -170,15 +136,21 @@ void Check(const std::string &c) {
         EXPECT_TRUE(c[0] == '-' && !fs::exists(g_dir / c.substr(1)));
         return;
     }
-    const Bytes f = ReadFile(c.substr(0, at));
+    const fs::path name = c.substr(0, at);
     const std::string arg = c.substr(at + 1);
+    if (fs::is_directory(g_dir / name)) {
+        EXPECT_EQ(std::distance(fs::directory_iterator(g_dir / name), {}), std::stoi(arg));
+        return;
+    }
+    const Bytes f = ReadFile(name);
     if (c[at] == '#') {
         EXPECT_EQ(Digest(f), arg);
     } else if (c[at] == '=') {
         EXPECT_TRUE(f == ReadFile(arg)) << "not the bytes of " << arg;
     } else if (arg.rfind("png", 0) == 0) {
         ASSERT_TRUE(IsPng(f));
-        EXPECT_TRUE(arg == "png" || arg == "png=" + std::to_string(f[24]) + "," + std::to_string(f[25])) << +f[24] << "," << +f[25];
+        EXPECT_TRUE(arg == "png" || arg == "png=" + std::to_string(f[24]) + "," + std::to_string(f[25]))
+            << +f[24] << "," << +f[25];
     } else if (!IsBmp(f)) {
         ADD_FAILURE() << "not a whole BMP file";
     } else if (c[at] == ':') {
@@ -194,7 +166,8 @@ void Check(const std::string &c) {
         ASSERT_TRUE(IsBmp(other) && Le(&f[18]) == Le(&other[18]) && Le(&f[22]) == Le(&other[22])) << arg;
         const int d = std::stoi(arg.substr(arg.rfind(',') + 1));
         for (int y = 0; y < (int)Le(&f[22]); ++y)
-            for (int x = 0; x < (int)Le(&f[18]); ++x) ASSERT_LE(Distance(Pixel(f, x, y), Pixel(other, x, y)), d) << x << "," << y;
+            for (int x = 0; x < (int)Le(&f[18]); ++x)
+                ASSERT_LE(Distance(Pixel(f, x, y), Pixel(other, x, y)), d) << x << "," << y;
     }
 }
 
@@ -206,64 +179,25 @@ void MakeFile(std::istream &words) {
     for (words >> name; words >> part;) {
         const size_t open = part.find('['), colon = part.find(':');
         if (open == std::string::npos) {
-            for (size_t i = 0; i + 1 < part.size(); i += 2) f.push_back((uint8_t)std::stoul(part.substr(i, 2), nullptr, 16));
+            for (size_t i = 0; i + 1 < part.size(); i += 2)
+                f.push_back((uint8_t)std::stoul(part.substr(i, 2), nullptr, 16));
             continue;
         }
         const Bytes source = ReadFile(part.substr(0, open));
-        const size_t a = std::stoul(part.substr(open + 1)), b = part[colon + 1] == ']' ? source.size() : std::stoul(part.substr(colon + 1));
+        const size_t a = std::stoul(part.substr(open + 1)),
+                     b = part[colon + 1] == ']' ? source.size() : std::stoul(part.substr(colon + 1));
         ASSERT_TRUE(a <= b && b <= source.size()) << part;
         f.insert(f.end(), source.begin() + a, source.begin() + b);
     }
     WriteFile(name, f);
 }
 
-// "sheet DIR NAME#DIGEST...": the demo's folder holds NAME.png for each name,
-// each on index.html with a caption, and nothing else.
-void CheckSheet(std::istream &words) {
-    std::string dir, image;
-    words >> dir;
-    const Bytes html = ReadFile(fs::path(dir) / "index.html");
-    const std::string page(html.begin(), html.end());
-    size_t images = 0, captions = 0;
-    for (; words >> image; ++images) {
-        const std::string name = image.substr(0, image.find('#')) + ".png";
-        EXPECT_NE(page.find("src=\"" + name + "\""), std::string::npos) << name << " not on the sheet";
-        Check(dir + "/" + name + image.substr(image.find('#')));
-    }
-    for (size_t at = page.find("<figcaption>"); at != std::string::npos; at = page.find("<figcaption>", at + 1)) ++captions;
-    EXPECT_EQ(captions, images);
-    EXPECT_EQ((size_t)std::distance(fs::directory_iterator(g_dir / dir), {}), images + 1);
-}
-
 class Paximg : public testing::Test {
 protected:
     static void SetUpTestSuite() {
-#ifdef _WIN32
-        g_dir = fs::temp_directory_path() / ("paximg-tests-" + std::to_string(GetCurrentProcessId()));
-#else
-        g_dir = fs::temp_directory_path() / ("paximg-tests-" + std::to_string(getpid()));
-#endif
-        fs::remove_all(g_dir);
+        g_dir =
+            fs::absolute("paximg-tests-" + std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()));
         fs::create_directories(g_dir / "batch");
-        // 13 x 7, so every depth pads its rows; asymmetric, with pixels near
-        // skin and pure red.
-        auto colour = [](int x, int y) -> uint32_t {
-            if (y == 1 && (x == 2 || x == 3)) return x == 2 ? 0xC86432 : 0xD25F2D;
-            return x == 4 && y == 2 ? 0xFF0000 : (x * 19 + 7) << 16 | (y * 37 + 3) << 8 | (x * y * 11 + 50) % 256;
-        };
-        MakeBmp("in.bmp", 13, 7, 24, {}, colour);
-        MakeBmp("topdown.bmp", 13, -7, 24, {}, colour);
-        MakeBmp("d32.bmp", 13, 7, 32, {}, [&](int x, int y) { return colour(x, y) | 0x7Fu << 24; });
-        std::vector<uint32_t> grey, table16;
-        for (uint32_t i = 0; i < 256; ++i) grey.push_back(i * 0x010101);
-        for (uint32_t i = 0; i < 16; ++i) table16.push_back(i * 16 << 16 | (255 - i * 9) << 8 | i * i);
-        MakeBmp("grey.bmp", 13, 7, 8, grey, [](int x, int y) { return (uint32_t)(x * 23 + y * 41) % 256; });
-        MakeBmp("d4.bmp", 13, 7, 4, table16, [](int x, int y) { return (uint32_t)(x * 3 + y) % 16; });
-        MakeBmp("d1.bmp", 13, 7, 1, {0x0A141E, 0xC89664}, [](int x, int y) { return (uint32_t)((x + 2 * y) % 3 == 0); });
-        // 200 where x >= 6 and y >= 3, else 50: where a kernel's one weight points.
-        MakeBmp("corner.bmp", 13, 7, 24, {}, [](int x, int y) { return x >= 6 && y >= 3 ? 0xC8C8C8u : 0x323232u; });
-        // Black left, white right: which way an EXIF orientation turns it.
-        MakeBmp("halves.bmp", 16, 8, 24, {}, [](int x, int) { return x < 8 ? 0u : 0xFFFFFFu; });
     }
     static void TearDownTestSuite() {
         std::error_code ignored;
@@ -272,16 +206,18 @@ protected:
     void SetUp() override { ASSERT_TRUE(fs::exists(g_tool)) << g_tool; }
 };
 
-// The runs of paximg_cases.txt, in order: each line a file made, the demo's
-// sheet checked, or "STATUS ARGS... | CHECKS...".
+// The runs of paximg_cases.txt, in order: each line a file made or
+// "STATUS ARGS... | CHECKS...".
 TEST_F(Paximg, Cases) {
-    std::ifstream in(OwnFolder() / "paximg_cases.txt");
+    std::ifstream in("paximg_cases.txt");
     std::vector<std::string> lines; // a line that starts with a space goes on the one before
     for (std::string line; std::getline(in, line);) {
         if (!line.empty() && line.back() == '\r') line.pop_back();
         if (line.empty() || line[0] == '#') continue;
-        if (line[0] == ' ' && !lines.empty()) lines.back() += line;
-        else lines.push_back(line);
+        if (line[0] == ' ' && !lines.empty())
+            lines.back() += line;
+        else
+            lines.push_back(line);
     }
     ASSERT_GT(lines.size(), 100u) << "paximg_cases.txt missing or cut short";
     for (const std::string &line : lines) {
@@ -289,80 +225,56 @@ TEST_F(Paximg, Cases) {
         std::istringstream words(line);
         std::string word, input, output;
         words >> word;
-        if (word == "file" || word == "sheet") {
-            (word == "file" ? MakeFile : CheckSheet)(words);
+        if (word == "file") {
+            MakeFile(words);
             continue;
         }
         const int status = std::stoi(word);
         std::vector<std::string> args;
         while (words >> std::quoted(word) && word != "|")
-            if (word[0] == '<' || word[0] == '>') (word[0] == '<' ? input : output) = word.substr(1);
-            else args.push_back(word);
+            if (word[0] == '<' || word[0] == '>')
+                (word[0] == '<' ? input : output) = word.substr(1);
+            else
+                args.push_back(word);
         const ToolRun r = RunTool(args, input, output);
         EXPECT_EQ(r.status, status) << r.output;
         for (bool negated = false; words >> std::ws && !words.eof();) {
             const bool quoted = words.peek() == '"';
             words >> std::quoted(word);
-            if (quoted) EXPECT_EQ(r.output.find(word) == std::string::npos, negated) << word << " in:\n" << r.output;
-            else if (word != "!") Check(word);
+            if (quoted)
+                EXPECT_EQ(r.output.find(word) == std::string::npos, negated) << word << " in:\n" << r.output;
+            else if (word != "!")
+                Check(word);
             negated = !quoted && word == "!";
         }
         ExpectNoTemporaries();
     }
 }
 
-// Truncated and corrupted BMP, PNG and JPEG files: never a crash, never a
-// file written after a failure, and most are refused with a message.
-TEST_F(Paximg, MalformedFilesNeverCrash) {
-    ASSERT_EQ(RunTool({"convert", "--to", "rgb", "in.bmp", "good.png"}).status, 0);
-    ASSERT_EQ(RunTool({"convert", "--to", "rgb", "in.bmp", "good.jpg"}).status, 0);
-#ifdef _WIN32
-    const int variants = 6; // each run starts a Windows process under Wine
-#else
-    const int variants = 16;
-#endif
-    std::mt19937 rng(20261123);
-    int runs = 0, refused = 0;
-    for (const std::string source : {"in.bmp", "good.png", "good.jpg"}) {
-        const Bytes good = ReadFile(source);
-        for (int v = 0; v < variants; ++v, ++runs) {
-            Bytes bad = good;
-            if (v % 2 == 0) bad.resize(rng() % good.size()); // truncated
-            else
-                for (int k = 0; k < 4; ++k) bad[rng() % std::min<size_t>(bad.size(), 80)] = (uint8_t)rng();
-            const std::string name = "bad" + source.substr(source.size() - 4), out = "bad" + std::to_string(runs) + ".bmp";
-            WriteFile(name, bad);
-            const ToolRun r = RunTool({"convert", "--to", "rgb", name, out});
-            ASSERT_TRUE(r.status == 0 || r.status == 1) << source << " variant " << v << ": " << r.status << r.output;
-            if (r.status == 1) {
-                ++refused;
-                EXPECT_FALSE(fs::exists(g_dir / out));
-                EXPECT_NE(r.output.find("paximg convert: "), std::string::npos) << r.output;
-            }
-        }
-    }
-    ExpectNoTemporaries();
-    EXPECT_GT(refused, runs / 3) << "the corruptions should mostly be refused";
-}
-
 #ifndef _WIN32
 // On a terminal the tool shows the stand-in's text bar, and Ctrl-C cancels:
 // the operation stops, nothing is written, and the status says so.
 TEST_F(Paximg, CtrlCOnATerminalCancels) {
-    MakeBmp("big.bmp", 2000, 1500, 24, {}, [](int x, int y) { return (uint32_t)(x * 977 + y * 131); });
+    Bytes big(54 + 6000 * 1500); // 2000 x 1500 at 24 bits
+    const std::pair<int, uint32_t> fields[] = {{0, 0x4D42}, {2, (uint32_t)big.size()}, {10, 54}, {14, 40}, {18, 2000},
+                                               {22, 1500},  {26, 1 | 24 << 16}};
+    for (size_t i = 54; i < big.size(); ++i) big[i] = (uint8_t)(i * 131 >> 4);
+    for (const auto &field : fields) Put(&big[field.first], field.second);
+    WriteFile("big.bmp", big);
     int master = -1;
     const pid_t pid = forkpty(&master, nullptr, nullptr, nullptr);
     ASSERT_GE(pid, 0);
     if (pid == 0) {
-        if (chdir(g_dir.c_str()) == 0) execl(g_tool.c_str(), "paximg", "convert", "--to", "lab", "big.bmp", "big-lab.bmp", nullptr);
+        if (chdir(g_dir.c_str()) == 0)
+            execl(g_tool.c_str(), "paximg", "convert", "--to", "lab", "big.bmp", "big-lab.bmp", nullptr);
         _exit(127);
     }
     // Wait for the bar, press Ctrl-C, and read the terminal until the program ends.
     std::string screen;
     char buffer[256];
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    for (ssize_t n; screen.find("Process Image...") == std::string::npos && std::chrono::steady_clock::now() < deadline &&
-                    (n = read(master, buffer, sizeof buffer)) > 0;)
+    for (ssize_t n; screen.find("Process Image...") == std::string::npos &&
+                    std::chrono::steady_clock::now() < deadline && (n = read(master, buffer, sizeof buffer)) > 0;)
         screen.append(buffer, (size_t)n);
     ASSERT_NE(screen.find("Process Image..."), std::string::npos) << screen;
     kill(pid, SIGINT);
