@@ -7,8 +7,6 @@
 // programs, where the module definition is copied.
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -59,10 +57,9 @@ TEST(ExportTable, EveryExportByNameAndOrdinal) {
     // Names are undecorated and exact: no other spelling finds one.
     for (const char *wrong : {"getlastcolorconverterror", "_GetPaxImageVersion", "GetPaxImageVersion@8"})
         EXPECT_EQ(Find(wrong), nullptr) << wrong;
-    char text[32];
-    std::memset(text, '#', sizeof text);
-    reinterpret_cast<void(WINAPI *)(char *, int)>(Find("GetPaxImageVersion"))(text, 14);
-    EXPECT_STREQ(text, "Version 12.08");
+    std::string text(32, '#'); // the text ends within the 14 bytes given
+    reinterpret_cast<void(WINAPI *)(char *, int)>(Find("GetPaxImageVersion"))(text.data(), 14);
+    EXPECT_STREQ(text.c_str(), "Version 12.08");
 #ifdef _WIN32
     for (int unassigned : {1, 77, 96}) EXPECT_EQ(Find(MAKEINTRESOURCEA(unassigned)), nullptr) << unassigned;
     // The export directory names the module and holds only the table.
@@ -93,8 +90,8 @@ std::string Utf16(const char *text) {
 // their FNV-1a digests, beside the fields a host reads.
 TEST(ExportTable, Resources) {
     ASSERT_NE(g_library, nullptr);
-    const std::string version = Resource(RT_VERSION, MAKEINTRESOURCEA(1)), dialog = Resource(RT_DIALOG, "PROGRESSDLG");
-    const std::string manifest = Resource(MAKEINTRESOURCEA(24), MAKEINTRESOURCEA(2));
+    const std::string version = Resource(RT_VERSION, MAKEINTRESOURCEA(1)), dialog = Resource(RT_DIALOG, "PROGRESSDLG"),
+                      manifest = Resource(MAKEINTRESOURCEA(24), MAKEINTRESOURCEA(2));
     auto digest = [](const std::string &bytes) { // FNV-1a, 64 bits
         uint64_t h = 14695981039346656037ull;
         for (char c : bytes) h = (h ^ (uint8_t)c) * 1099511628211ull;

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -86,13 +85,6 @@ bool IsBmp(const Bytes &f) {
     const uint32_t entries = bits > 8 ? 0 : Le(&f[46]) ? Le(&f[46]) : 1u << bits;
     return w > 0 && h > 0 && Le(&f[10]) == 54 + entries * 4 && Le(&f[10]) + Stride(w, bits) * h <= f.size();
 }
-// Width, height, depth, tag and resolution (x, y) of a BMP file.
-std::string Header(const Bytes &f) {
-    std::string text;
-    for (int at : {18, 22, 28, 30, 38, 42})
-        text += (at == 18 ? "" : ",") + std::to_string((int)Le(&f[at], at == 28 ? 2 : 4));
-    return text;
-}
 // The colour 0xRRGGBB of pixel (x, y), y = 0 the top row.
 uint32_t Pixel(const Bytes &f, int x, int y) {
     const int w = (int)Le(&f[18]), h = (int)Le(&f[22]), bits = (int)Le(&f[28], 2);
@@ -133,8 +125,10 @@ void Check(const std::string &c) {
             << +f[24] << "," << +f[25];
     } else if (!IsBmp(f)) {
         ADD_FAILURE() << "not a whole BMP file";
-    } else if (c[at] == ':') {
-        EXPECT_EQ(Header(f), arg);
+    } else if (c[at] == ':') { // width, height, depth, tag and resolution (x, y)
+        std::string header;
+        for (int at : {18, 22, 28, 30, 38, 42}) header += "," + std::to_string((int)Le(&f[at], at == 28 ? 2 : 4));
+        EXPECT_EQ(header.substr(1), arg);
     } else if (c[at] == '@') {
         int x = 0, y = 0, d = 0;
         unsigned rgb = 0;
@@ -209,14 +203,14 @@ TEST_F(Paximg, Cases) {
             args += word[0] == '<' || word[0] == '>' ? " " + word : " \"" + word + "\"";
         const auto [got, output] = RunTool(args);
         EXPECT_EQ(got, status) << output;
-        for (bool negated = false; words >> std::ws && !words.eof(); ++checks) {
+        for (; words >> std::ws && !words.eof(); ++checks) {
             const bool quoted = words.peek() == '"';
             words >> std::quoted(word);
+            const bool negated = quoted && word[0] == '!';
             if (quoted)
-                EXPECT_EQ(output.find(word) == std::string::npos, negated) << word << " in:\n" << output;
-            else if (word != "!")
+                EXPECT_EQ(output.find(word.substr(negated)) == std::string::npos, negated) << output;
+            else
                 Check(word);
-            negated = !quoted && word == "!";
         }
     }
     EXPECT_GT(checks, 200) << "paximg_cases.txt missing or cut short";
@@ -239,9 +233,8 @@ TEST_F(Paximg, CtrlCOnATerminalCancels) {
     // Wait for the bar, press Ctrl-C, and read the terminal until the program ends.
     std::string screen;
     char buffer[256];
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    for (ssize_t n; screen.find("Process Image...") == std::string::npos &&
-                    std::chrono::steady_clock::now() < deadline && (n = read(master, buffer, sizeof buffer)) > 0;)
+    for (ssize_t n;
+         screen.find("Process Image...") == std::string::npos && (n = read(master, buffer, sizeof buffer)) > 0;)
         screen.append(buffer, (size_t)n);
     ASSERT_NE(screen.find("Process Image..."), std::string::npos) << screen;
     kill(pid, SIGINT);
@@ -252,7 +245,8 @@ TEST_F(Paximg, CtrlCOnATerminalCancels) {
     ASSERT_TRUE(WIFEXITED(status)) << "ended by a signal";
     EXPECT_EQ(WEXITSTATUS(status), 130);
     EXPECT_NE(screen.find("cancelled"), std::string::npos) << screen;
-    EXPECT_FALSE(fs::exists(g_dir / "big-lab.bmp"));
+    for (const auto &e : fs::directory_iterator(g_dir)) // neither the output nor a temporary
+        EXPECT_EQ(e.path().filename().string().rfind("big-lab", 0), std::string::npos) << e.path();
 }
 #endif
 
