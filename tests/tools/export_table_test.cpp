@@ -1,10 +1,10 @@
 // The library's export table as a host sees it. export_table.txt holds the
 // module's name and the full table of 93 names and ordinals; the module
-// definition must list exactly that, and the built library, loaded at run time, must export each
-// name (and on Windows each ordinal, the same function). On Windows the
-// export directory, the version record, the manifest and the progress
-// dialog's template are read back as well. Runs in the folder of the build's
-// programs, where the module definition is copied.
+// definition must list exactly that, and the built library, loaded at run
+// time, must export each name (and on Windows each ordinal, the same
+// function). On Windows the export directory, the version record, the
+// manifest and the progress dialog's template are read back as well. Runs in
+// the folder of the build's programs, where both tables are copied.
 #include <gtest/gtest.h>
 
 #include <fstream>
