@@ -11,7 +11,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iomanip>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -185,12 +184,14 @@ protected:
 // The runs of paximg_cases.txt, in order: each line a file made or
 // "STATUS ARGS... | CHECKS...".
 TEST_F(Paximg, Cases) {
-    std::stringstream file; // a line that starts with blanks goes on the one before
-    file << std::ifstream("paximg_cases.txt").rdbuf();
-    std::istringstream lines(std::regex_replace(file.str(), std::regex("\r?\n[ \t]+"), " "));
+    std::ifstream file("paximg_cases.txt");
+    std::string text; // a line that starts with a blank goes on the one before
+    for (std::string line; std::getline(file, line); text += (line[0] == ' ' ? " " : "\n") + line)
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+    std::istringstream lines(text);
     int checks = 0;
     for (std::string line; std::getline(lines, line);) {
-        if (line.empty() || line[0] == '#' || line[0] == '\r') continue;
+        if (line.empty() || line[0] == '#') continue;
         SCOPED_TRACE(line);
         std::istringstream words(line);
         std::string word, args;
