@@ -1,17 +1,16 @@
-// The hue-based adjustments by example: pixels worked out by hand from the HSI
-// and CMYK formulas, one table and one loop per operation; the hue arithmetic;
-// and one digest per operation over seeded images of odd widths (padding
+// The hue-based adjustments by example: pixels and hue arithmetic worked out
+// by hand from the HSI and CMYK formulas (hue_examples.txt); and one digest per operation over seeded images of odd widths (padding
 // marked) with random parameters. The program runs on the fast and on the
 // straightforward paths (BOTH_PATHS), so each pinned digest also says that
 // both paths give the same bytes. When they were pinned, the digested images
 // agreed pixel for pixel with a separate evaluation of the formulas.
 #include "dib_builder.h"
+#include "example_table.h"
 #include "hue_math.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <limits>
 
 namespace {
 
@@ -27,118 +26,42 @@ Rgb Through(Rgb c, const std::function<HDIB(HDIB)> &op) {
     return p;
 }
 
-void ExpectRgb(Rgb got, Rgb want, int row) {
-    EXPECT_TRUE(got == want) << "row " << row << ": (" << int(got.r) << ", " << int(got.g) << ", "
-                             << int(got.b) << ") instead of (" << int(want.r) << ", " << int(want.g)
-                             << ", " << int(want.b) << ")";
+HDIB Adjust(const paxtest::Example &e, HDIB im) {
+    const auto &p = e.v;
+    if (e.tag == "hue") return ColorHueSaturation(im, e.I(0), e.I(1), e.I(2), e.I(3), e.I(4), 0, nullptr);
+    if (e.tag == "desaturate") return Desaturate(im, 0, nullptr);
+    if (e.tag == "cmyk") return ColorCMYKLevels(im, e.I(0), e.I(1), e.I(2), e.I(3), 0, nullptr);
+    const BYTE target[3] = {BYTE(p[0]), BYTE(p[1]), BYTE(p[2])}, tolerance[3] = {BYTE(p[3]), BYTE(p[4]), BYTE(p[5])};
+    return ReplaceColor(im, target, tolerance, e.I(6), e.I(7), e.I(8), 0, nullptr);
 }
 
-TEST(HueSaturation, WorkedPixels) {
-    const struct { int hue, sat, light; UINT from, to; Rgb in, want; } rows[] = {
-        {0, 0, 0, 0, 0, {255, 0, 0}, {254, 0, 0}}, // every pixel passes through HSI
-        {0, 0, 0, 0, 0, {10, 200, 30}, {10, 199, 28}},
-        {180, 0, 0, 0, 0, {255, 0, 0}, {0, 254, 251}},  // H 0 + 127
-        {-180, 0, 0, 0, 0, {255, 0, 0}, {0, 251, 254}}, // H 0 - 127 + 255
-        {180, 0, 0, 0, 0, {0, 0, 255}, {254, 251, 0}},  // H 170 + 127 - 255
-        {0, 0, 0, 300, 60, {255, 0, 0}, {254, 0, 0}},   // 212..42 across 0: H 0 in
-        {0, 0, 0, 300, 60, {255, 0, 255}, {251, 0, 254}}, // H 212 in
-        {0, 0, 0, 300, 60, {255, 255, 0}, {254, 251, 0}}, // H 42 in
-        {0, 0, 0, 300, 60, {0, 255, 0}, {0, 255, 0}},     // H 85 out
-        {0, 0, 0, 300, 60, {0, 255, 255}, {0, 255, 255}}, // H 127 out
-        {0, 0, 0, 300, 60, {0, 0, 255}, {0, 0, 255}},     // H 170 out
-        {0, 0, 0, 0, 120, {0, 255, 0}, {0, 254, 0}},      // 0..85: H 85 in
-        {0, 0, 0, 0, 120, {0, 255, 10}, {0, 255, 10}},    // H 86 out
-        {0, -255, 0, 0, 0, {10, 200, 30}, {105, 105, 105}}, // grey of its lightness
-        {0, 0, 255, 0, 0, {255, 0, 0}, {255, 255, 255}},
-        {0, 0, -255, 0, 0, {90, 60, 250}, {0, 0, 0}},
-        {0, 200, 0, 340, 20, {100, 100, 100}, {178, 21, 21}}, // a grey has hue 0
-        {0, 200, 0, 100, 200, {100, 100, 100}, {100, 100, 100}},
-        {120, 200, -40, 0, 0, {10, 200, 30}, {12, 0, 130}},
-        {-90, -60, 25, 200, 100, {90, 60, 250}, {126, 233, 197}}, // 141..70: H 176 in
-        {-90, -60, 25, 200, 100, {0, 255, 0}, {0, 255, 0}},
-    };
-    for (const auto &r : rows)
-        ExpectRgb(Through(r.in, [&](HDIB im) {
-                      return ColorHueSaturation(im, r.hue, r.sat, r.light, r.from, r.to, 0, nullptr);
-                  }), r.want, static_cast<int>(&r - rows));
-}
-
-TEST(Desaturate, WorkedPixels) {
-    const Rgb rows[][2] = {{{255, 0, 0}, {127, 127, 127}},     {{10, 200, 30}, {105, 105, 105}},
-                           {{255, 255, 254}, {254, 254, 254}}, {{0, 0, 255}, {127, 127, 127}},
-                           {{255, 255, 0}, {127, 127, 127}},   {{77, 77, 77}, {77, 77, 77}},
-                           {{0, 0, 0}, {0, 0, 0}},             {{255, 255, 255}, {255, 255, 255}},
-                           {{90, 60, 250}, {155, 155, 155}}};
-    for (const auto &r : rows)
-        ExpectRgb(Through(r[0], [](HDIB im) { return Desaturate(im, 0, nullptr); }), r[1],
-                  static_cast<int>(&r - rows));
-}
-
-// target: blue, green, red; tolerance: red, green, blue.
-TEST(ReplaceColor, WorkedPixels) {
-    const struct { BYTE target[3], tolerance[3]; int hue, sat, light; Rgb in, want; } rows[] = {
-        {{0, 0, 255}, {0, 0, 0}, 120, 0, 0, {255, 0, 0}, {0, 254, 0}},
-        {{0, 0, 255}, {0, 0, 0}, 120, 0, 0, {254, 0, 0}, {254, 0, 0}},
-        {{10, 20, 30}, {5, 0, 0}, 0, 0, 0, {30, 20, 10}, {29, 19, 10}}, // red 25..35 only
-        {{10, 20, 30}, {5, 0, 0}, 0, 0, 0, {24, 20, 10}, {24, 20, 10}},
-        {{10, 20, 30}, {5, 0, 0}, 0, 0, 0, {25, 20, 10}, {24, 19, 9}},
-        {{10, 20, 30}, {5, 0, 0}, 0, 0, 0, {35, 20, 10}, {34, 19, 9}},
-        {{10, 20, 30}, {5, 0, 0}, 0, 0, 0, {36, 20, 10}, {36, 20, 10}},
-        {{10, 20, 30}, {5, 0, 0}, 0, 0, 0, {30, 21, 10}, {30, 21, 10}},
-        {{10, 20, 30}, {5, 0, 0}, 0, 0, 0, {30, 20, 11}, {30, 20, 11}},
-        {{10, 20, 30}, {5, 0, 0}, 0, 0, 0, {30, 20, 15}, {30, 20, 15}}, // never widens blue
-        {{250, 5, 0}, {10, 10, 10}, 60, -50, 20, {0, 0, 255}, {231, 60, 233}}, // bounds past 0..255
-        {{250, 5, 0}, {10, 10, 10}, 60, -50, 20, {11, 0, 255}, {11, 0, 255}},
-    };
-    for (const auto &r : rows)
-        ExpectRgb(Through(r.in, [&](HDIB im) {
-                      return ReplaceColor(im, r.target, r.tolerance, r.hue, r.sat, r.light, 0, nullptr);
-                  }), r.want, static_cast<int>(&r - rows));
-}
-
-// (10, 200, 30) is C 190, M 0, Y 170, K 55; the grey 77 is K 178 alone.
-TEST(CmykLevels, WorkedPixels) {
-    const struct { int c, m, y, k; Rgb in, want; } rows[] = {
-        {-100, 0, 0, 0, {10, 200, 30}, {200, 200, 30}}, {0, 0, 0, 100, {10, 200, 30}, {0, 145, 0}},
-        {0, 0, 0, -100, {10, 200, 30}, {65, 255, 85}},  {0, 0, 0, 0, {10, 200, 30}, {10, 200, 30}},
-        {0, 30, 0, 0, {10, 200, 30}, {10, 200, 30}},    {50, 0, 0, 0, {10, 200, 30}, {0, 200, 30}},
-        {0, 0, -30, 0, {10, 200, 30}, {10, 200, 82}}, // 170 x 0.7 is just below 119
-        {100, -100, 100, 0, {77, 77, 77}, {77, 77, 77}}, {0, 0, 0, -100, {77, 77, 77}, {255, 255, 255}},
-        {0, 0, 0, 50, {77, 77, 77}, {0, 0, 0}},         {-50, 25, 0, -20, {200, 120, 40}, {211, 111, 51}},
-    };
-    for (const auto &r : rows)
-        ExpectRgb(Through(r.in, [&](HDIB im) {
-                      return ColorCMYKLevels(im, r.c, r.m, r.y, r.k, 0, nullptr);
-                  }), r.want, static_cast<int>(&r - rows));
-}
-
-TEST(HueArithmetic, UnitsWrapInksAndFactors) {
-    const int units[][2] = {{180, 127}, {-180, -127}, {120, 85}, {300, 212}, {60, 42},
-                            {1, 0},     {2, 1},       {-2, -1},  {359, 254}, {360, 255}};
-    for (auto &u : units) EXPECT_EQ(hueadjust::DegreesToHueUnits(u[0]), u[1]) << u[0];
-    const int64_t wraps[][2] = {{-255, 0}, {-1, 254}, {0, 0}, {255, 255}, {256, 1}, {510, 255},
-                                {511, 1},  {-256, 254}, {-510, 0}, {int64_t{INT32_MAX} + 200, 72}};
-    for (auto &w : wraps) EXPECT_EQ(hueadjust::WrapHue(w[0]), w[1]) << w[0];
+TEST(HueAdjustments, WorkedExamples) {
+    int pixels = 0;
+    for (const paxtest::Example &e : paxtest::ReadExamples("hue_examples.txt")) {
+        SCOPED_TRACE(e.line);
+        const size_t n = e.v.size();
+        if (e.tag == "units") EXPECT_EQ(hueadjust::DegreesToHueUnits(e.v[0]), e.I(1));
+        else if (e.tag == "wrap") EXPECT_EQ(hueadjust::WrapHue(static_cast<int64_t>(e.v[0])), e.I(1));
+        else if (e.tag == "ink") EXPECT_EQ(hueadjust::ScaleInk(BYTE(e.v[0]), e.v[1]), e.I(2));
+        else if (e.tag == "factor") EXPECT_EQ(hueadjust::LevelFactor(e.I(0)), e.v[1]);
+        else {
+            ASSERT_GE(n, 6u);
+            const Rgb in{BYTE(e.v[n - 6]), BYTE(e.v[n - 5]), BYTE(e.v[n - 4])};
+            const Rgb got = Through(in, [&](HDIB im) { return Adjust(e, im); });
+            EXPECT_EQ(std::vector<int>({got.r, got.g, got.b}),
+                      std::vector<int>(e.v.end() - 3, e.v.end()));
+            ++pixels;
+        }
+    }
+    EXPECT_EQ(pixels, 53);
     // Beyond one turn, whole turns: below 0 into 0..254, above 255 into 1..255.
     for (int64_t h = -3000; h <= 3000; ++h) {
         const int w = hueadjust::WrapHue(h);
         ASSERT_TRUE((h - w) % 255 == 0 && w >= (h > 255) && w <= 255 - (h < 0)) << h;
     }
-    const double nan = std::numeric_limits<double>::quiet_NaN();
-    const struct { BYTE ink; double factor; int want; } inks[] = {
-        {55, 2.0, 110}, {190, 0.0, 0}, {200, 1.5, 255}, {99, 0.5, 49}, {170, 0.7, 118},
-        {10, -3.0, 0},  {10, 1e300, 255}, {10, -1e300, 0}, {10, nan, 0}};
-    for (auto &i : inks) EXPECT_EQ(hueadjust::ScaleInk(i.ink, i.factor), i.want) << i.factor;
-    const std::pair<int, double> factors[] = {{0, 1.0}, {100, 2.0}, {-100, 0.0}, {-50, 0.5}, {30, 1.3}};
-    for (auto [level, f] : factors) EXPECT_EQ(hueadjust::LevelFactor(level), f) << level;
 }
 
 // ---- Whole images ------------------------------------------------------------
-
-uint64_t Fold(uint64_t digest, const std::vector<BYTE> &bytes) {
-    for (BYTE b : bytes) digest = (digest ^ b) * 0x100000001B3ull; // FNV-1a
-    return (digest ^ bytes.size()) * 0x100000001B3ull;
-}
 
 // An odd-width image of the given seed: the first row cycles through
 // primaries, secondaries and greys, the others are noise; padding 0xA5.
@@ -181,7 +104,7 @@ TEST(WholeImages, OneDigestPerOperation) {
     };
     for (const auto &f : families) {
         paxtest::Rng rng(19);
-        uint64_t digest = 14695981039346656037ull;
+        uint64_t digest = paxtest::kDigestStart;
         for (int w : {1, 2, 3, 5, 9, 15, 17, 31, 33, 47, 65, 101})
             for (int round = 0; round < 3; ++round) {
                 HDIB image = Seeded(w, 1 + (w + round) % 5, rng.Next());
@@ -189,7 +112,7 @@ TEST(WholeImages, OneDigestPerOperation) {
                 HDIB out = f.run(image, rng);
                 ASSERT_NE(out, nullptr) << f.name;
                 EXPECT_EQ(paxtest::LockCount(out), 0);
-                digest = Fold(digest, paxtest::BlockBytes(out));
+                digest = paxtest::Fold(digest, paxtest::BlockBytes(out));
                 EXPECT_TRUE(paxtest::BlockBytes(image) == source) << f.name;
                 GlobalFree(out);
                 GlobalFree(image);
