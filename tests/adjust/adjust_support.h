@@ -92,7 +92,7 @@ template <typename F> void EditHeader(HGLOBAL block, F edit) {
 // The same image with its rows stored in the other order, biHeight negated.
 inline std::vector<BYTE> FlipStorage(std::vector<BYTE> block) {
     const BITMAPINFOHEADER hd = *Header(block);
-    const size_t stride = (hd.biBitCount * hd.biWidth + 31) / 32 * 4, rows = hd.biHeight;
+    const size_t stride = (hd.biBitCount * hd.biWidth + 31) / 32 * 4, rows = std::abs(hd.biHeight);
     const size_t offset = 40 + 4 * (hd.biClrUsed ? hd.biClrUsed : hd.biBitCount <= 8 ? 1u << hd.biBitCount : 0);
     std::vector<BYTE> out = block;
     for (size_t r = 0; r < rows; ++r)

@@ -82,13 +82,6 @@ TEST(ConvolutionRows, UnservedSizesChangeNothing) {
         }
 }
 
-TEST(ConvolutionRows, IntensityOfAPixel) {
-    for (const Example &e : ReadExamples("convolution.txt", "intensity")) {
-        const BYTE pixel[3] = {BYTE(e.v[1]), BYTE(e.v[2]), BYTE(e.v[3])};
-        EXPECT_EQ(PixelIntensity(pixel, e.I(0)), e.I(4)) << e.line;
-    }
-}
-
 // Every sum a row can hold, against plain division: floor for 2, 4, .. 64,
 // truncation for every other divisor.
 TEST(ConvolutionRows, QuotientOfEverySum) {
