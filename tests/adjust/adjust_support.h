@@ -26,8 +26,7 @@ namespace paxtest {
 
 struct Example {
     std::string tag, line;
-    std::vector<std::string> words; // after the tag
-    std::vector<double> v;          // the words as numbers (NumberOf)
+    std::vector<double> v; // the words after the tag as numbers (NumberOf)
     int I(size_t i) const { return static_cast<int>(v.at(i)); }
 };
 
@@ -50,9 +49,9 @@ inline std::vector<Example> ReadExamples(const std::string &file, const std::str
     std::vector<Example> rows;
     for (std::string line; std::getline(in, line);) {
         std::istringstream words(line);
-        Example e{"", line, {}, {}};
+        Example e{"", line, {}};
         if (!(words >> e.tag) || e.tag[0] == '#' || (!tag.empty() && e.tag != tag)) continue;
-        for (std::string w; words >> w;) e.words.push_back(w), e.v.push_back(NumberOf(w));
+        for (std::string w; words >> w;) e.v.push_back(NumberOf(w));
         rows.push_back(e);
     }
     return rows;
