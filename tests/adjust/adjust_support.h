@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -100,38 +101,41 @@ inline std::vector<BYTE> FlipStorage(std::vector<BYTE> block) {
     return out;
 }
 
-inline BYTE Noise(uint32_t seed, int x, int y, int k) {
-    return static_cast<BYTE>(((x * 73856093u) ^ (y * 19349663u) ^ (k * 83492791u) ^ seed) * 2654435761u >> 24);
-}
-
 // A seeded image: noise pixels (indices below 8 bits), `entries` colour-table
 // entries of noise (-1: the full table of a palette depth, none at 24 bits),
 // padding 0xEE, stored top-down when asked.
 inline HGLOBAL SeededImage(int w, int h, int bits, uint32_t seed, int entries = -1, bool topDown = false) {
-    std::vector<BYTE> bytes = Consume(MakeDib(w, h, bits, [&](int x, int y, int k) { return Noise(seed, x, y, k); },
-                                              entries, 0xEE));
+    auto noise = [seed](int x, int y, int k) {
+        return static_cast<BYTE>(((x * 73856093u) ^ (y * 19349663u) ^ (k * 83492791u) ^ seed) * 2654435761u >> 24);
+    };
+    std::vector<BYTE> bytes = Consume(MakeDib(w, h, bits, noise, entries, 0xEE));
     const size_t table = entries >= 0 ? entries : bits <= 8 ? size_t{1} << bits : 0;
-    for (size_t i = 40; i < 40 + 4 * table; ++i) bytes[i] = Noise(seed, static_cast<int>(i), -1, 0);
+    for (size_t i = 40; i < 40 + 4 * table; ++i) bytes[i] = noise(static_cast<int>(i), -1, 0);
     return BlockFrom(topDown ? FlipStorage(bytes) : bytes);
 }
 
-// Injected failures, one call each: 'a' or 'l' makes the at-th allocation
-// or lock of run() fail, which must then give `code` (kSucceeded: the call
-// still succeeds). run returns its code, or kSucceeded.
+// The pixel that op makes of a one-pixel image of `in`.
+inline Rgb OnePixel(Rgb in, const std::function<HDIB(HDIB)> &op) {
+    HDIB image = MakeDib24(1, 1, [in](int, int) { return in; }), out = op(image);
+    const Rgb p = out ? Pixel24(out, 0, 0) : Rgb{1, 2, 3};
+    GlobalFree(out);
+    GlobalFree(image);
+    return p;
+}
+
+// Injected failures, one call each: "a2" makes the second allocation of
+// run() fail, "l1" the first lock; run must then return the code given
+// (kSucceeded: the call still succeeds). Linux only.
 constexpr DWORD kSucceeded = 0xACCE;
-struct Fault {
-    char kind;
-    long at;
-    DWORD code;
-};
+using Fault = std::pair<const char *, DWORD>;
 template <typename Run> void ExpectFaults([[maybe_unused]] std::initializer_list<Fault> faults, [[maybe_unused]] Run run) {
 #ifndef _WIN32
-    for (const Fault &f : faults) {
+    for (const auto &[point, code] : faults) {
         win32lite::ResetFaults();
-        (f.kind == 'a' ? win32lite::FailAllocationAt : win32lite::FailLockAt)(f.at);
-        const DWORD code = run();
+        (point[0] == 'a' ? win32lite::FailAllocationAt : win32lite::FailLockAt)(std::atol(point + 1));
+        const DWORD got = run();
         win32lite::ResetFaults();
-        EXPECT_EQ(code, f.code) << f.kind << " " << f.at;
+        EXPECT_EQ(got, code) << point;
     }
 #endif
 }

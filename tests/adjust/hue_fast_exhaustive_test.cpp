@@ -101,6 +101,11 @@ TEST(CmykLevels, FastRunsEqualTheConversionsOverAllColours) {
         EXPECT_EQ(run.vector, CpuHasAvx2() && &f != &sets[2]);
         ExpectRunsEqual(run, "levels");
     }
+    // All levels 0 give every colour back: the round trip is exact.
+    const double ones[4] = {1, 1, 1, 1};
+    std::vector<BYTE> out(AllColours().size());
+    CmykLevelsRun(ones).Run(AllColours().data(), out.data(), 1 << 24);
+    EXPECT_TRUE(out == AllColours());
 }
 
 // The hue move, by hue range and by colour box, over all colours.

@@ -198,8 +198,8 @@ TEST(Convolution, InjectedFailures) {
     HGLOBAL image = MakeRandomDib24(9, 7, 14);
     const std::vector<BYTE> source = BlockBytes(image);
     for (int newImage : {1, 0})
-        for (Fault f : {Fault{'a', 1, kSucceeded}, Fault{'a', 2, kSucceeded}, Fault{'l', 1, IMS_LOCKFAILED},
-                        Fault{'l', 2, IMS_LOCKFAILED}, Fault{'l', 3, newImage ? DWORD{IMS_LOCKFAILED} : kSucceeded}}) {
+        for (Fault f : {Fault{"a1", kSucceeded}, Fault{"a2", kSucceeded}, Fault{"l1", IMS_LOCKFAILED},
+                        Fault{"l2", IMS_LOCKFAILED}, Fault{"l3", newImage ? DWORD{IMS_LOCKFAILED} : kSucceeded}}) {
             Outcome o{};
             ExpectFaults({f}, [&] {
                 o = Filter(image, newImage, 0, CONV_SMOOTH, 5);

@@ -23,13 +23,18 @@ HDIB Adjust(HGLOBAL image, int b, int c) {
     return ColorBrightnessContrast(image, static_cast<short>(b), static_cast<short>(c), 0);
 }
 
-// The library's tone table: a row holding every byte value, adjusted.
-std::vector<int> ToneTable(int brightness, int contrast) {
+// What op makes of every byte value: a row holding them all, put through it.
+std::vector<int> EveryValue(const std::function<HDIB(HDIB)> &op) {
     static HGLOBAL every = MakeDib(256, 1, 24, [](int x, int, int) { return BYTE(x); });
-    std::vector<BYTE> out = Consume(Adjust(every, brightness, contrast));
+    const std::vector<BYTE> out = Consume(op(every));
     std::vector<int> t(256, -1);
     for (size_t i = 0; i < 256 && 40 + 3 * i < out.size(); ++i) t[i] = out[40 + 3 * i];
     return t;
+}
+
+// The library's tone table.
+std::vector<int> ToneTable(int b, int c) {
+    return EveryValue([=](HDIB im) { return Adjust(im, b, c); });
 }
 
 TEST(BrightnessContrast, EveryTableAndWorkedEntries) {
@@ -103,7 +108,7 @@ TEST(BrightnessContrast, CheckCodes) {
         GlobalFree(out);
     }
     // Either lock fails with its code; one failed allocation is tried again.
-    ExpectFaults({{'l', 1, IMS_LOCKFAILED}, {'l', 2, IMS_LOCKFAILED}, {'a', 1, kSucceeded}}, [&] {
+    ExpectFaults({{"l1", IMS_LOCKFAILED}, {"l2", IMS_LOCKFAILED}, {"a1", kSucceeded}}, [&] {
         HDIB out = Adjust(image, 1, 1);
         GlobalFree(out);
         return out ? kSucceeded : GetThreadState()->imageStatus;
@@ -115,13 +120,11 @@ TEST(BrightnessContrast, CheckCodes) {
 
 HDIB Gamma(HGLOBAL image, int r, int g, int b) { return GammaCorrection(image, r, g, b, 0, nullptr); }
 
-// The library's correction of v with gamma g: a row of every value, with
-// the same gamma in all three channels.
+// The library's correction of v with gamma g.
 int Corrected(int v, int g) {
-    static std::vector<std::vector<BYTE>> rows(501);
-    static HGLOBAL every = MakeDib(256, 1, 24, [](int x, int, int) { return BYTE(x); });
-    if (rows[g].empty()) rows[g] = Consume(Gamma(every, g, g, g));
-    return rows[g].at(40 + 3 * v);
+    static std::vector<std::vector<int>> tables(501);
+    if (tables.at(g).empty()) tables[g] = EveryValue([=](HDIB im) { return Gamma(im, g, g, g); });
+    return tables[g].at(v);
 }
 
 TEST(GammaCorrection, EveryGammaAndWorkedValues) {
@@ -131,11 +134,8 @@ TEST(GammaCorrection, EveryGammaAndWorkedValues) {
     EXPECT_EQ(digest, 0x2a1997ac9d0c165cull);
     for (const Example &e : ReadExamples("gamma_correction.txt", "value")) EXPECT_EQ(Corrected(e.I(1), e.I(0)), e.I(2)) << e.line;
     for (const Example &e : ReadExamples("gamma_correction.txt", "pixel")) {
-        HGLOBAL image = MakeDib24(1, 1, [&](int, int) { return Rgb{BYTE(e.v[3]), BYTE(e.v[4]), BYTE(e.v[5])}; });
-        HDIB out = Gamma(image, e.I(0), e.I(1), e.I(2));
-        EXPECT_TRUE(out && Pixel24(out, 0, 0) == (Rgb{BYTE(e.v[6]), BYTE(e.v[7]), BYTE(e.v[8])})) << e.line;
-        GlobalFree(out);
-        GlobalFree(image);
+        const Rgb in{BYTE(e.v[3]), BYTE(e.v[4]), BYTE(e.v[5])}, want{BYTE(e.v[6]), BYTE(e.v[7]), BYTE(e.v[8])};
+        EXPECT_TRUE(OnePixel(in, [&](HDIB im) { return Gamma(im, e.I(0), e.I(1), e.I(2)); }) == want) << e.line;
     }
     for (int g = 10; g <= 500; ++g) EXPECT_TRUE(Corrected(0, g) == 0 && Corrected(1, g) == 1) << g;
     for (int v = 61; v < 256; ++v) EXPECT_EQ(Corrected(v, 500), 255);
@@ -172,7 +172,7 @@ TEST(GammaCorrection, RangeAndFailureCodes) {
             GlobalFree(out);
         }
     // The copy cannot be made: CCE_NOMEMORY; a lock fails: no code.
-    ExpectFaults({{'a', 1, CCE_NOMEMORY}, {'l', 1, CCE_NONE}, {'l', 2, CCE_NONE}}, [&] {
+    ExpectFaults({{"a1", CCE_NOMEMORY}, {"l1", CCE_NONE}, {"l2", CCE_NONE}}, [&] {
         HDIB out = Gamma(image, 40, 100, 300);
         GlobalFree(out);
         return out ? kSucceeded : GetLastColorConvertError();
