@@ -1,14 +1,15 @@
 // ColorConvolution: worked images and the tables of its checks
 // (convolution.txt); seeded images of every filter type and size, both
 // intensity modes, widths and heights below the kernel's, biSizeImage beyond
-// the block (the new image is that large), pinned by one digest (BOTH_PATHS: the fast row loop and the accumulator ring give the
-// same); in place the same as into a new image; top-down images as the
-// picture they show; the filter file as the array it holds; failures. The
-// row engines one feed at a time, against the kernels of convolution.txt
-// and random grids: a single pixel spreads its kernel row into every ring
-// row and piles up at the border, the last ring row is overwritten, the
-// intensities travel with the centre row; sizes an engine does not serve
-// change nothing; the quotient of every sum.
+// the block (the new image is that large), pinned by one digest (BOTH_PATHS:
+// the fast row loop and the accumulator ring give the same); in place the
+// same as into a new image; top-down images as the picture they show; the
+// filter file as the array it holds; failures. The row engines one feed at
+// a time, each built-in kernel through its engine and through the general
+// one: a single pixel spreads its kernel row into every ring row and piles
+// up at the border, the last ring row is overwritten, the intensities travel
+// with the centre row; sizes an engine does not serve change nothing. The
+// quotient of every sum.
 #include "adjust_support.h"
 #include "convolution.h"
 
