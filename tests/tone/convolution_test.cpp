@@ -145,6 +145,7 @@ TEST(Convolution, WorkedImages) {
 
 TEST(Convolution, CheckCodes) {
     HGLOBAL image = SeededImage(5, 5, 24, 4);
+    GetThreadState()->imageStatus = GetThreadState()->convertError = 66; // codes go to the caller's variable
     const char *zeros = FilterFile(std::vector<BYTE>(200, 0)); // long enough for any size
     for (const Example &e : ReadExamples("convolution.txt", "sizes"))
         for (int n : {-3, -2, -1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 32767, -32768}) {
@@ -174,6 +175,13 @@ TEST(Convolution, CheckCodes) {
             EXPECT_TRUE(o.code == IMS_OK || BlockBytes(image) == before) << e.line;
             if (o.result != image) GlobalFree(o.result);
         }
+    for (const Example &e : ReadExamples("convolution.txt", "depth")) {
+        HGLOBAL other = MakeDib(4, 4, e.I(0), [](int x, int, int) { return BYTE(x); });
+        const Outcome o = Filter(other, 1, 0, CONV_MEAN, 3);
+        EXPECT_TRUE(o.code == e.v[1] && (o.result != nullptr) == (o.code == IMS_OK)) << e.line;
+        GlobalFree(o.result);
+        GlobalFree(other);
+    }
     for (const Example &e : ReadExamples("convolution.txt", "bounds")) {
         HGLOBAL big = MakeDib(e.I(0), e.I(1), 24, [](int x, int y, int k) { return BYTE(x * 7 + y + k); });
         if (e.I(2)) EditHeader(big, [](BITMAPINFOHEADER *h) { h->biHeight = -h->biHeight; });
@@ -186,9 +194,12 @@ TEST(Convolution, CheckCodes) {
     EXPECT_EQ(Filter(image, 1, 0, CONV_KERNEL, 3).code, IMS_BADPARAM); // no array
     EXPECT_EQ(ColorConvolution(image, 1, 0, CONV_MEAN, 3, nullptr, nullptr, nullptr, 0, nullptr), nullptr);
     // biSizeImage below the rows: a new image could not hold them; in place it is not looked at.
+    std::vector<BYTE> made = Filtered(image, 0, CONV_MEAN, 3);
     EditHeader(image, [](BITMAPINFOHEADER *h) { h->biSizeImage = 16; });
     EXPECT_EQ(Filter(image, 1, 0, CONV_MEAN, 3).code, IMS_BADPARAM);
     EXPECT_EQ(Filter(image, 0, 0, CONV_MEAN, 3).result, image);
+    for (size_t r = 0; r < 5; ++r) EXPECT_TRUE(std::equal(&made[40 + 16 * r], &made[55 + 16 * r], &BlockBytes(image)[40 + 16 * r]));
+    EXPECT_TRUE(GetThreadState()->imageStatus == 66 && GetThreadState()->convertError == 66);
     std::remove(zeros);
     GlobalFree(image);
 }

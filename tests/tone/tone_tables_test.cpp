@@ -96,11 +96,16 @@ TEST(BrightnessContrast, WorkedImages) {
 
 TEST(BrightnessContrast, CheckCodes) {
     HGLOBAL image = MakeRandomDib24(4, 3, 5);
-    for (const Example &e : ReadExamples("brightness_contrast.txt", "range")) {
-        HDIB out = Adjust(image, e.I(0), e.I(1));
-        EXPECT_EQ(out != nullptr, e.v[2] == IMS_OK) << e.line;
-        EXPECT_EQ(GetThreadState()->imageStatus, e.v[2]) << e.line;
+    for (const Example &e : ReadExamples("brightness_contrast.txt")) {
+        if (e.tag != "range" && e.tag != "depth") continue;
+        HGLOBAL other = MakeDib(4, 4, e.tag == "depth" ? e.I(0) : 24, [](int x, int, int) { return BYTE(x); });
+        GetThreadState()->convertError = 66; // not its channel
+        HDIB out = e.tag == "range" ? Adjust(other, e.I(0), e.I(1)) : Adjust(other, 5, 5);
+        EXPECT_EQ(out != nullptr, e.v.back() == IMS_OK) << e.line;
+        EXPECT_EQ(GetThreadState()->imageStatus, e.v.back()) << e.line;
+        EXPECT_EQ(GetThreadState()->convertError, 66u);
         GlobalFree(out);
+        GlobalFree(other);
     }
     // Either lock fails with its code; one failed allocation is tried again.
     ExpectFaults({{"l1", IMS_LOCKFAILED}, {"l2", IMS_LOCKFAILED}, {"a1", kSucceeded}}, [&] {
@@ -163,6 +168,15 @@ TEST(GammaCorrection, RangeAndFailureCodes) {
             EXPECT_EQ(GetLastColorConvertError(), e.v[1]) << e.line;
             GlobalFree(out);
         }
+    for (const Example &e : ReadExamples("gamma_correction.txt", "image")) {
+        HGLOBAL other = MakeDib(4, 4, e.I(0), [](int x, int, int) { return BYTE(x); });
+        EditHeader(other, [&](BITMAPINFOHEADER *h) { h->biSize = e.I(1); });
+        HDIB out = Gamma(other, 50, 60, 70);
+        EXPECT_EQ(out != nullptr, e.I(0) == 24 && e.I(1) == 40) << e.line;
+        EXPECT_EQ(GetLastColorConvertError(), e.v[2]) << e.line;
+        GlobalFree(out);
+        GlobalFree(other);
+    }
     // The copy cannot be made: CCE_NOMEMORY; a lock fails: no code.
     ExpectFaults({{"a1", CCE_NOMEMORY}, {"l1", CCE_NONE}, {"l2", CCE_NONE}}, [&] {
         HDIB out = Gamma(image, 40, 100, 300);
