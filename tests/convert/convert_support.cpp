@@ -1,20 +1,11 @@
 #include "convert_support.h"
 
-#include "progress.h"
-#include "thread_state.h"
-
-#include <cstdlib>
 #include <cstring>
-
-#ifdef _WIN32
-#include <commctrl.h>
-#else
-#include "win32lite_test.h"
-#endif
 
 namespace convtest {
 
 std::vector<BYTE> ConvertOne(int from, int to, const BYTE *value) {
+    if (from == to) return std::vector<BYTE>(value, value + BufferBytes(from));
     pax::Conversion c = pax::FindConversion(from, to);
     if (c.toCmyk) {
         CMYKQUAD q = c.toCmyk(value);
@@ -32,7 +23,7 @@ std::vector<BYTE> RandomBytes(size_t n, uint32_t seed) {
     return v;
 }
 
-HGLOBAL MakeModelImage(int model, int width, int height, uint32_t seed, int bits, BYTE padByte) {
+HGLOBAL MakeModelImage(int model, int width, int height, uint32_t seed, int bits, BYTE padByte, int table) {
     if (model == MODEL_CMYK) bits = 32;
     std::vector<BYTE> bytes = RandomBytes(static_cast<size_t>(width) * height * (bits / 8), seed);
     return paxtest::MakeDib(
@@ -40,7 +31,7 @@ HGLOBAL MakeModelImage(int model, int width, int height, uint32_t seed, int bits
         [&](int x, int y, int k) {
             return bytes[(static_cast<size_t>(y) * width + x) * (bits / 8) + k];
         },
-        -1, padByte, TagOf(model));
+        table, padByte, TagOf(model));
 }
 
 const BYTE *Rows::Pixel(int x, int y, int bytesPerPixel) const {
@@ -61,102 +52,10 @@ Rows ReadRows(HGLOBAL image) {
     return r;
 }
 
-#ifdef _WIN32
-
-namespace {
-HHOOK g_hook = nullptr;
-long g_steps = 0;
-long g_rangeMax = -1;
-long g_cancelAfter = 0;
-std::function<void(long)> g_onStep;
-
-LRESULT CALLBACK WatchBar(int code, WPARAM wParam, LPARAM lParam) {
-    if (code == HC_ACTION) {
-        const auto *m = reinterpret_cast<const CWPSTRUCT *>(lParam);
-        if (GetDlgCtrlID(m->hwnd) == kProgressBarId) {
-            if (m->message == PBM_SETRANGE32) g_rangeMax = static_cast<long>(m->lParam);
-            if (m->message == PBM_STEPIT) {
-                ++g_steps;
-                if (g_onStep) g_onStep(g_steps);
-                if (g_steps == g_cancelAfter)
-                    PostMessageA(GetParent(m->hwnd), WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED),
-                                 0);
-            }
-        }
-    }
-    return CallNextHookEx(g_hook, code, wParam, lParam);
+std::vector<BYTE> Components(const BYTE *p, int model, bool four) {
+    if (model == MODEL_CMYK) return {p[3], p[2], p[1], p[0]};
+    if (four) return {p[2], p[1], p[0], p[3]};
+    return {p[2], p[1], p[0]};
 }
-} // namespace
-
-StepWatch::StepWatch(long cancelAfter) {
-    g_steps = 0;
-    g_rangeMax = -1;
-    g_cancelAfter = cancelAfter;
-    g_onStep = nullptr;
-    g_hook = SetWindowsHookExA(WH_CALLWNDPROC, WatchBar, nullptr, GetCurrentThreadId());
-}
-StepWatch::~StepWatch() {
-    // A Cancel posted after the last step of a run is never picked up by it;
-    // drop it, or the next dialog (which may reuse the handle) would get it.
-    MSG stale;
-    while (PeekMessageA(&stale, nullptr, WM_COMMAND, WM_COMMAND, PM_REMOVE)) {
-    }
-    if (g_hook) UnhookWindowsHookEx(g_hook);
-    g_hook = nullptr;
-    g_onStep = nullptr;
-}
-long StepWatch::Steps() const { return g_steps; }
-long StepWatch::RangeMax() const { return g_rangeMax; }
-void StepWatch::OnStep(std::function<void(long)> f) { g_onStep = std::move(f); }
-bool StepWatch::SeesEachStep() { return true; }
-
-bool HaveDisplay() { return std::getenv("DISPLAY") != nullptr; }
-
-HWND MakeOwner() {
-    return CreateWindowExA(0, "STATIC", "owner", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 10, 10, 400,
-                           300, nullptr, nullptr, GetModuleHandleA(nullptr), nullptr);
-}
-
-namespace {
-void CALLBACK ClickCancel(HWND, UINT, UINT_PTR id, DWORD) {
-    KillTimer(nullptr, id);
-    HWND dialog = GetThreadState()->progressDialog;
-    if (dialog) SendMessageA(GetDlgItem(dialog, IDCANCEL), BM_CLICK, 0, 0);
-}
-} // namespace
-
-void ClickCancelAfter(unsigned ms) { SetTimer(nullptr, 0, ms, ClickCancel); }
-// Without a display Wine cannot create the dialog at all.
-bool ArrangeDialogFailure() { return !HaveDisplay(); }
-void ResetDialogScript() {}
-
-#else
-
-StepWatch::StepWatch(long cancelAfter) {
-    win32lite::ScriptDialogs({false, cancelAfter});
-}
-StepWatch::~StepWatch() {
-    // A scripted click queued after the last step of a run is never picked up
-    // by it; drop it before the next dialog.
-    MSG stale;
-    while (PeekMessageA(&stale, nullptr, 0, 0, PM_REMOVE)) {
-    }
-    win32lite::ScriptDialogs({});
-}
-long StepWatch::Steps() const { return win32lite::LastDialog().stepsTaken; }
-long StepWatch::RangeMax() const { return win32lite::LastDialog().rangeMax; }
-void StepWatch::OnStep(std::function<void(long)>) {}
-bool StepWatch::SeesEachStep() { return false; }
-
-bool HaveDisplay() { return true; }
-HWND MakeOwner() { return win32lite::CreateTestWindow(); }
-void ClickCancelAfter(unsigned) { win32lite::ScriptDialogs({false, 2}); }
-bool ArrangeDialogFailure() {
-    win32lite::ScriptDialogs({true, 0});
-    return true;
-}
-void ResetDialogScript() { win32lite::ScriptDialogs({}); }
-
-#endif
 
 } // namespace convtest
