@@ -58,10 +58,13 @@ struct Digest {
     void Bytes(const BYTE *p, size_t n) {
         for (size_t k = 0; k < n; ++k) Byte(p[k]);
     }
+    void Word(uint64_t v) {
+        for (int k = 0; k < 8; ++k) Byte(BYTE(v >> (8 * k)));
+    }
     void Double(double v) {
         uint64_t bits;
         std::memcpy(&bits, &v, sizeof bits);
-        for (int k = 0; k < 8; ++k) Byte(BYTE(bits >> (8 * k)));
+        Word(bits);
     }
 };
 

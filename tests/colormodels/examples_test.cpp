@@ -64,23 +64,17 @@ TEST(LabF, LinearUpToTheThresholdThenTheCubeRoot) {
 
 TEST(ConversionTable, FindsEveryPairByItsNameAndNothingElse) {
     const char *names[10] = {"", "RGB", "YUV", "CMY", "CMYK", "YIQ", "HSV", "HSI", "XYZ", "LAB"};
+    for (const pax::ConversionEntry &e : pax::kConversions) {
+        const pax::Conversion c = pax::FindConversion(e.fromModel, e.toModel);
+        EXPECT_EQ(std::string(names[e.fromModel]) + "to" + names[e.toModel], e.name);
+        EXPECT_TRUE(c.toThree == e.fn.toThree && c.toCmyk == e.fn.toCmyk && !c.toThree != !c.toCmyk &&
+                    (c.toCmyk != nullptr) == (e.toModel == MODEL_CMYK)) << e.name;
+        EXPECT_EQ(e.path == pax::Path::Base, e.fromModel == MODEL_RGB || e.toModel == MODEL_RGB) << e.name;
+    }
     int found = 0;
     for (int from = -1; from <= 11; ++from)
-        for (int to = -1; to <= 11; ++to) {
-            const pax::Conversion c = pax::FindConversion(from, to);
-            if (from < MODEL_RGB || from > MODEL_LAB || to < MODEL_RGB || to > MODEL_LAB || from == to) {
-                EXPECT_TRUE(!c.toThree && !c.toCmyk) << from << " " << to;
-                continue;
-            }
-            const pax::ConversionEntry *e = cmtest::EntryNamed(std::string(names[from]) + "to" + names[to]);
-            ASSERT_NE(e, nullptr);
-            EXPECT_TRUE(e->fromModel == from && e->toModel == to && c.toThree == e->fn.toThree &&
-                        c.toCmyk == e->fn.toCmyk && (c.toCmyk != nullptr) == (to == MODEL_CMYK) && !c.toThree != !c.toCmyk)
-                << e->name;
-            EXPECT_EQ(e->path == pax::Path::Base, from == MODEL_RGB || to == MODEL_RGB) << e->name;
-            ++found;
-        }
-    EXPECT_EQ(found, 72);
+        for (int to = -1; to <= 11; ++to) found += pax::FindConversion(from, to).toThree || pax::FindConversion(from, to).toCmyk;
+    EXPECT_EQ(found, 72); // the table's 72 pairs and nothing else
     EXPECT_EQ(pax::FindConversion(MODEL_YUV, MODEL_CMYK).toCmyk, &YUVtoCMYK);
 }
 
@@ -108,20 +102,12 @@ TEST(PowOneThird, QuickEqualsLongAndIsCorrectlyRounded) {
     for (double x : xs) {
         const double quick = pax::PowOneThird(x);
         ASSERT_TRUE(cmtest::SameBits(quick, pax::PowOneThirdExact(x))) << x;
-        if (x >= 0x1p-1000) ASSERT_TRUE(cmtest::NearestToWide(quick, powl(x, static_cast<long double>(0.3333333333333333)))) << x;
+        ASSERT_TRUE(x < 0x1p-1000 || cmtest::NearestToWide(quick, powl(x, static_cast<long double>(0.3333333333333333)))) << x;
     }
     EXPECT_TRUE(cmtest::SameBits(pax::PowOneThird(0.0), 0.0));
     EXPECT_TRUE(std::isnan(pax::PowOneThird(-1.0)));
     EXPECT_TRUE(std::isnan(pax::PowOneThird(std::nan(""))));
     EXPECT_TRUE(cmtest::SameBits(pax::PowOneThird(HUGE_VAL), pax::PowOneThirdExact(HUGE_VAL)));
-}
-
-TEST(PowCube, CorrectlyRoundedOnRandomArguments) {
-    paxtest::Rng rng(7);
-    for (int i = 0; i < 200000; ++i) {
-        const double x = (1 + rng.Next() * 0x1p-32 + rng.Next() * 0x1p-64) * (i % 2 ? 1 : -1) * (rng.Below(64) + 1) / 64;
-        ASSERT_TRUE(cmtest::NearestToWide(pax::PowCube(x), powl(x, 3.0L))) << x;
-    }
 }
 
 } // namespace
