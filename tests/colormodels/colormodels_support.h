@@ -22,12 +22,14 @@ inline const pax::ConversionEntry *EntryNamed(const std::string &name) {
 // The conversion of one value (3 or 4 bytes) into a buffer of guard bytes,
 // in place (the value copied into it) or not; a guard byte written past the
 // result, a three-byte result's K byte of a CMYK source overwritten or a
-// wrong returned pointer each show as a result of 9 bytes.
+// wrong returned pointer each show as a result of 9 bytes. A CMYKQUAD is
+// returned as the four bytes it holds in memory.
 inline std::vector<BYTE> Convert(const pax::ConversionEntry &e, const BYTE *src, bool inPlace) {
     const int n = pax::SourceBytes(e.fromModel);
     if (e.fn.toCmyk) {
+        static_assert(sizeof(CMYKQUAD) == 4, "four bytes by value");
         const CMYKQUAD q = e.fn.toCmyk(src);
-        return {q.c, q.m, q.y, q.k};
+        return std::vector<BYTE>(reinterpret_cast<const BYTE *>(&q), reinterpret_cast<const BYTE *>(&q) + 4);
     }
     BYTE buf[8];
     std::memset(buf, 0xA5, sizeof buf);

@@ -35,12 +35,9 @@ constexpr uint32_t kCount = 1u << 24;
 std::map<std::string, uint64_t> Pinned() {
     std::map<std::string, uint64_t> pinned;
     std::ifstream in(PAX_COLORMODELS_DATA "/digests.txt");
-    for (std::string line; std::getline(in, line);) {
-        std::istringstream fields(line);
-        std::string name, hex;
-        if (line.empty() || line[0] == '#' || !(fields >> name >> hex)) continue;
-        pinned[name] = std::stoull(hex, nullptr, 16);
-    }
+    std::string name, hex;
+    for (std::string line; std::getline(in, line);)
+        if (line[0] != '#' && std::istringstream(line) >> name >> hex) pinned[name] = std::stoull(hex, nullptr, 16);
     return pinned;
 }
 
