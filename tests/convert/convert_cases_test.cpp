@@ -8,7 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
 
 #ifndef _WIN32
 #include "win32lite_test.h"
