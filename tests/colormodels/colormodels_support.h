@@ -46,11 +46,12 @@ inline bool SameBits(double a, double b) { return std::memcmp(&a, &b, sizeof a) 
 // Whether d is the double nearest to the value that w approximates with a
 // relative error of a few units of long double: no neighbour of d is nearer
 // to w by more than that error. The Windows C runtime's long double power
-// loses that accuracy far from 1, where only the Linux build checks.
+// loses that accuracy away from 1 (the LAB arguments lie near it); only the
+// Linux build checks there.
 inline bool NearestToWide(double d, long double w) {
     if (!std::isfinite(d)) return false;
 #ifdef _WIN32
-    if (std::fabs(std::logb(d)) > 60) return true;
+    if (std::fabs(std::logb(d)) > 4) return true;
 #endif
     const double toward = std::nextafter(d, static_cast<double>(w) > d ? HUGE_VAL : -HUGE_VAL);
     const long double tolerance = fabsl(w) * 0x1p-60L;
