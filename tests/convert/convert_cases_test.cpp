@@ -16,8 +16,7 @@
 namespace {
 
 using H = BITMAPINFOHEADER;
-using convtest::MakeModelImage;
-using convtest::WithField;
+using namespace convtest;
 using paxtest::CceName;
 
 // Makes allocation (kind 1) or lock (kind 2) number `at` fail from now on;

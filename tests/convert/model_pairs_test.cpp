@@ -26,9 +26,7 @@
 
 namespace {
 
-using convtest::BufferBytes;
-using convtest::Components;
-using convtest::ConvertOne;
+using namespace convtest;
 
 using Digest = cmtest::Digest;
 
