@@ -41,6 +41,9 @@ inline std::vector<BYTE> Convert(const pax::ConversionEntry &e, const BYTE *src,
     return {buf[0], buf[1], buf[2]};
 }
 
+// The exponent of the LAB cube root, the double nearest 1/3, as a long double.
+constexpr long double kWideThird = 0.3333333333333333;
+
 inline bool SameBits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
 // Whether d is the double nearest to the value that w approximates with a

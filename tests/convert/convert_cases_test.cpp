@@ -77,10 +77,10 @@ TEST(ConvertColorSpace, ChecksStoreTheirCodesInOrder) {
         int count, from, to;
         DWORD code;
     } cases[] = {
-        {b, b, 3, 0, 1, CCE_BADMODEL},          {b, b, 3, 10, 1, CCE_BADMODEL},         {b, b, 3, 1, 0, CCE_BADMODEL},
-        {b, b, 3, 1, 10, CCE_BADMODEL},         {b, b, 3, -1, 1, CCE_BADMODEL},         {nullptr, nullptr, 0, 0, 1, CCE_BADMODEL},
-        {b, b, 0, 1, 6, CCE_BADARGUMENT},       {b, b, -3, 1, 6, CCE_BADARGUMENT},      {nullptr, b, 3, 1, 6, CCE_BADARGUMENT},
-        {b, nullptr, 3, 1, 6, CCE_BADARGUMENT}, {b, b, 0, 1, 1, CCE_BADARGUMENT},       {b, b, 0, 4, 1, CCE_BADARGUMENT},
+        {b, b, 3, 0, 1, CCE_BADMODEL}, {b, b, 3, 10, 1, CCE_BADMODEL}, {b, b, 3, 1, 0, CCE_BADMODEL},
+        {b, b, 3, 1, 10, CCE_BADMODEL}, {b, b, 3, -1, 1, CCE_BADMODEL}, {nullptr, nullptr, 0, 0, 1, CCE_BADMODEL},
+        {b, b, 0, 1, 6, CCE_BADARGUMENT}, {b, b, -3, 1, 6, CCE_BADARGUMENT}, {nullptr, b, 3, 1, 6, CCE_BADARGUMENT},
+        {b, nullptr, 3, 1, 6, CCE_BADARGUMENT}, {b, b, 0, 1, 1, CCE_BADARGUMENT}, {b, b, 0, 4, 1, CCE_BADARGUMENT},
     };
     for (const auto &c : cases) {
         GetThreadState()->convertError = 99;
@@ -95,7 +95,9 @@ TEST(ConvertColorSpace, ChecksStoreTheirCodesInOrder) {
 // not written, unless (cleared) it has begun to make the outputs.
 TEST(ConvertAndSplit, RefusalsAndInjectedFailuresStoreTheirCodes) {
     const HGLOBAL untouched = reinterpret_cast<HGLOBAL>(0x1234);
-    auto dib = [](int bits, DWORD tag) { return paxtest::MakeDib(4, 2, bits, [](int, int, int) { return BYTE{3}; }, -1, 0, tag); };
+    auto dib = [](int bits, DWORD tag) {
+        return paxtest::MakeDib(4, 2, bits, [](int, int, int) { return BYTE{3}; }, -1, 0, tag);
+    };
     auto rgb = [](int bits = 24) { return MakeModelImage(MODEL_RGB, 3, 3, 6, bits); };
     auto cmyk = [] { return MakeModelImage(MODEL_CMYK, 3, 2, 8); };
     const struct {

@@ -84,8 +84,7 @@ inline Rows ReadRows(HGLOBAL image) {
 // 32 bits when `four`); C, M, Y, K from bytes 3, 2, 1, 0 of a CMYK pixel.
 inline std::vector<BYTE> Components(const BYTE *p, int model, bool four = false) {
     if (model == MODEL_CMYK) return {p[3], p[2], p[1], p[0]};
-    if (four) return {p[2], p[1], p[0], p[3]};
-    return {p[2], p[1], p[0]};
+    return four ? std::vector<BYTE>{p[2], p[1], p[0], p[3]} : std::vector<BYTE>{p[2], p[1], p[0]};
 }
 
 } // namespace convtest

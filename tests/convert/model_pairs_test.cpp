@@ -17,7 +17,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <memory>
 
 #ifndef _WIN32
@@ -142,7 +141,7 @@ void Split(Digest &d, paxtest::Rng &rng, int model, int width, int bits) {
                     ? Components(src.Pixel(x, y, bits / 8), MODEL_RGB, bits == 32)
                     : ConvertOne(MODEL_RGB, model, Components(src.Pixel(x, y, 3), MODEL_RGB).data());
                 for (int b = 0; b < outBytes; ++b)
-                    ASSERT_EQ(out.Pixel(x, y, outBytes)[b], value[(k + (model == MODEL_CMYK)) % 4]) << "output " << k << " at " << x << "," << y;
+                    ASSERT_EQ(out.Pixel(x, y, outBytes)[b], value[(k + (model == MODEL_CMYK)) % 4]) << k << ": " << x << "," << y;
             }
         }
         DigestImage(d, channels[k]);
