@@ -38,9 +38,9 @@ void DigestImage(Digest &d, HGLOBAL image) {
     d.Bytes(r.block.data(), used);
 }
 
-// count bytes converted from offset `at` to offset `to` of one buffer (apart
-// when they lie far enough apart), against the walk the conversion is
-// specified by: pixel after pixel, each read whole before it is written.
+// count bytes converted from offset `at` to offset `out` of one buffer (apart
+// when they lie far enough apart), against the plain walk of the conversion:
+// pixel after pixel, each read whole before it is written.
 void Buffer(Digest &d, paxtest::Rng &rng, int from, int to, int width) {
     const int n = BufferBytes(from), m = from == to ? 1 : BufferBytes(to);
     const int pixels = width * (1 + rng.Below(9));
