@@ -57,7 +57,7 @@ TEST(ConvertColorSpace, WorkedCasesAndDialogFailure) {
         GetThreadState()->convertError = 99; // made on a thread's first call: count after it
         Inject(0, 0);
         const int walked = ConvertColorSpace(c.source.data(), destination.data(), c.count, c.from, c.to, c.progress, nullptr);
-        if (fails && walked == c.count) break; // a display showed the dialog: so it would for the rest
+        if (fails && walked == c.count && !paxtest::HaveCensus()) break; // Windows, a display: the dialog showed
         EXPECT_EQ(walked, fails ? -1 : c.count);
         EXPECT_EQ(destination, c.expected) << c.from << "->" << c.to;
         EXPECT_EQ(CceName(GetLastColorConvertError()), CceName(fails ? CCE_NOPROGRESS : CCE_NONE));
