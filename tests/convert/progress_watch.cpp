@@ -1,10 +1,10 @@
-#include "convert_support.h"
+// The progress-bar watch and dialog helpers of the conversion progress tests.
+#include "progress_watch.h"
 
 #include "progress.h"
 #include "thread_state.h"
 
 #include <cstdlib>
-#include <cstring>
 
 #ifdef _WIN32
 #include <commctrl.h>
@@ -13,53 +13,6 @@
 #endif
 
 namespace convtest {
-
-std::vector<BYTE> ConvertOne(int from, int to, const BYTE *value) {
-    pax::Conversion c = pax::FindConversion(from, to);
-    if (c.toCmyk) {
-        CMYKQUAD q = c.toCmyk(value);
-        return {q.c, q.m, q.y, q.k};
-    }
-    BYTE out[3] = {};
-    if (c.toThree) c.toThree(out, value);
-    return {out[0], out[1], out[2]};
-}
-
-std::vector<BYTE> RandomBytes(size_t n, uint32_t seed) {
-    paxtest::Rng rng(seed);
-    std::vector<BYTE> v(n);
-    for (BYTE &b : v) b = rng.Byte();
-    return v;
-}
-
-HGLOBAL MakeModelImage(int model, int width, int height, uint32_t seed, int bits, BYTE padByte) {
-    if (model == MODEL_CMYK) bits = 32;
-    std::vector<BYTE> bytes = RandomBytes(static_cast<size_t>(width) * height * (bits / 8), seed);
-    return paxtest::MakeDib(
-        width, height, bits,
-        [&](int x, int y, int k) {
-            return bytes[(static_cast<size_t>(y) * width + x) * (bits / 8) + k];
-        },
-        -1, padByte, TagOf(model));
-}
-
-const BYTE *Rows::Pixel(int x, int y, int bytesPerPixel) const {
-    return block.data() + offset +
-           (static_cast<size_t>(header.biHeight) - 1 - static_cast<size_t>(y)) * stride +
-           static_cast<size_t>(x) * bytesPerPixel;
-}
-
-Rows ReadRows(HGLOBAL image) {
-    Rows r;
-    r.block = paxtest::BlockBytes(image);
-    if (r.block.size() < sizeof r.header) return r;
-    std::memcpy(&r.header, r.block.data(), sizeof r.header);
-    size_t entries = r.header.biClrUsed ? r.header.biClrUsed
-                                        : (r.header.biBitCount <= 8 ? 1u << r.header.biBitCount : 0);
-    r.offset = 40 + entries * 4;
-    r.stride = ((static_cast<size_t>(r.header.biWidth) * r.header.biBitCount + 31) / 32) * 4;
-    return r;
-}
 
 #ifdef _WIN32
 
