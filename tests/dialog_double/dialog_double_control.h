@@ -24,7 +24,7 @@
  * read calls keeps the double loaded itself for as long as it needs them (the
  * operation under test loads and releases it around each call; with the
  * test's own reference the module, and its state, stay).
- * dialogdouble::Double below does that.
+ * paxtest::DialogDouble (tests/support/dialogs.h) does that.
  *
  * Each entry, when called:
  *   1. records the image and every further argument in order; for a pointer,
@@ -133,98 +133,9 @@ DIALOG_DOUBLE_API const char *DialogDoubleEntryName(int entry);
 /* 1 in the build that offers the entries, 0 in the one without. */
 DIALOG_DOUBLE_API int DialogDoubleHasEntries(void);
 
-typedef void (*DialogDoubleResetFn)(void);
-typedef void (*DialogDoubleSetResultFn)(int, int);
-typedef void (*DialogDoubleSetValueFn)(int, int, double);
-typedef void (*DialogDoubleSetBytesFn)(int, int, const BYTE *);
-typedef int (*DialogDoubleCallCountFn)(void);
-typedef int (*DialogDoubleGetCallFn)(int, DialogDoubleCall *);
-typedef const char *(*DialogDoubleEntryNameFn)(int);
-typedef int (*DialogDoubleHasEntriesFn)(void);
 
 #ifdef __cplusplus
 } /* extern "C" */
-
-#include <cstring>
-#include <string>
-
-namespace dialogdouble {
-
-#ifdef _WIN32
-constexpr char kSeparator = '\\';
-#else
-constexpr char kSeparator = '/';
 #endif
-
-// The folder of the running program, with its trailing separator.
-inline std::string ExecutableFolder() {
-    char path[4096];
-    DWORD n = GetModuleFileNameA(nullptr, path, sizeof path);
-    std::string s(path, n < sizeof path ? n : 0);
-    size_t cut = s.find_last_of(kSeparator);
-    return cut == std::string::npos ? std::string() : s.substr(0, cut + 1);
-}
-
-// The double beside the running program, loaded for the life of this object,
-// with its controls resolved. loaded() is false when there is none.
-class Double {
-public:
-    Double() : module_(LoadLibraryA((ExecutableFolder() + "PAXDlgs.dll").c_str())) {
-        if (!module_) return;
-        Resolve(reset_, "DialogDoubleReset");
-        Resolve(setResult_, "DialogDoubleSetResult");
-        Resolve(setValue_, "DialogDoubleSetValue");
-        Resolve(setBytes_, "DialogDoubleSetBytes");
-        Resolve(callCount_, "DialogDoubleCallCount");
-        Resolve(getCall_, "DialogDoubleGetCall");
-        Resolve(entryName_, "DialogDoubleEntryName");
-        Resolve(hasEntries_, "DialogDoubleHasEntries");
-        if (reset_) reset_();
-    }
-    ~Double() {
-        if (module_) FreeLibrary(module_);
-    }
-    Double(const Double &) = delete;
-    Double &operator=(const Double &) = delete;
-
-    bool loaded() const { return module_ && reset_ && getCall_; }
-    HMODULE module() const { return module_; }
-
-    void Reset() const { reset_(); }
-    void SetResult(int entry, int result) const { setResult_(entry, result); }
-    void SetValue(int entry, int argument, double value) const { setValue_(entry, argument, value); }
-    void SetBytes(int entry, int argument, const BYTE bytes[3]) const {
-        setBytes_(entry, argument, bytes);
-    }
-    int CallCount() const { return callCount_(); }
-    DialogDoubleCall Call(int index) const {
-        DialogDoubleCall c;
-        std::memset(&c, 0, sizeof c);
-        c.entry = -1;
-        getCall_(index, &c);
-        return c;
-    }
-    const char *EntryName(int entry) const { return entryName_(entry); }
-    bool HasEntries() const { return hasEntries_() != 0; }
-
-private:
-    template <typename F> void Resolve(F &f, const char *name) {
-        f = reinterpret_cast<F>(reinterpret_cast<void *>(GetProcAddress(module_, name)));
-    }
-
-    HMODULE module_;
-    DialogDoubleResetFn reset_ = nullptr;
-    DialogDoubleSetResultFn setResult_ = nullptr;
-    DialogDoubleSetValueFn setValue_ = nullptr;
-    DialogDoubleSetBytesFn setBytes_ = nullptr;
-    DialogDoubleCallCountFn callCount_ = nullptr;
-    DialogDoubleGetCallFn getCall_ = nullptr;
-    DialogDoubleEntryNameFn entryName_ = nullptr;
-    DialogDoubleHasEntriesFn hasEntries_ = nullptr;
-};
-
-} // namespace dialogdouble
-
-#endif /* __cplusplus */
 
 #endif
