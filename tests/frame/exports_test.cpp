@@ -104,7 +104,7 @@ TEST(Exports, AnswerHostileHeadersWithACodeOrAResult) {
     for (const ImageExport &e : ImageExports()) {
         // A header that does not describe its block is refused as a bad argument.
         std::vector<DWORD> codes = e.failureCodes;
-        codes.push_back(e.channel == CodeChannel::ConvertError ? CCE_BADARGUMENT : IMS_BADPARAM);
+        codes.push_back(e.channel == CodeChannel::ConvertError ? DWORD{CCE_BADARGUMENT} : DWORD{IMS_BADPARAM});
         for (const Refusal &r : e.refusals) codes.push_back(r.code);
         for (SIZE_T bytes : {0, 39, 40, 100})
             for (LONG w : kSides)
@@ -332,8 +332,8 @@ TEST_F(ParameterDialog, ReceivesTheValuesAndItsAnswerIsUsed) {
 TEST_F(ParameterDialog, ReplaceColorCopiesAndConvolutionArguments) {
     if (PAX_DIALOGS != 2) GTEST_SKIP() << "needs the entries";
     HGLOBAL image = MakeImageFor(ImageExports()[0], 9, 5);
-    const BYTE target[3] = {40, 90, 200}, tolerance[3] = {60, 80, 100}, all[3] = {255, 255, 255};
-    dlg_.SetBytes(DD_REPLACE_COLOR, 4, all);
+    const BYTE target[3] = {40, 90, 200}, tolerance[3] = {60, 80, 100};
+    dlg_.SetValue(DD_REPLACE_COLOR, 4, 0xFFFFFF);
     HDIB wide = ReplaceColor(image, target, tolerance, 0, -255, 0, 2, nullptr);
     DialogDoubleCall c = dlg_.Call(0);
     for (int i : {3, 4}) {
@@ -377,9 +377,6 @@ TEST_F(ParameterDialog, LoaderFindsReleasesAndPassesArguments) {
                                  "DesaturateUI", "ReplaceColorUI",    "ColorCMYKLevelsUI"};
     HGLOBAL image = MakeRandomDib24(3, 2, 7);
     for (int e = 0; e < DD_ENTRY_COUNT; ++e) {
-        if (dlg_.loaded()) {
-            EXPECT_STREQ(dlg_.EntryName(e), names[e]);
-        }
         if (dlg_.loaded()) {
             EXPECT_EQ(GetProcAddress(dlg_.module(), names[e]) != nullptr, PAX_DIALOGS == 2);
         }

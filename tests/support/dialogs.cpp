@@ -115,15 +115,12 @@ template <typename F> void Resolve(HMODULE m, F &f, const char *name) {
 
 DialogDouble::DialogDouble() : module_(LoadLibraryA((ExecutableFolder() + "PAXDlgs.dll").c_str())) {
     if (!module_) return;
+    Resolve(module_, reset_, "DialogDoubleReset");
     Resolve(module_, setResult_, "DialogDoubleSetResult");
     Resolve(module_, setValue_, "DialogDoubleSetValue");
-    Resolve(module_, setBytes_, "DialogDoubleSetBytes");
     Resolve(module_, callCount_, "DialogDoubleCallCount");
     Resolve(module_, getCall_, "DialogDoubleGetCall");
-    Resolve(module_, entryName_, "DialogDoubleEntryName");
-    Resolve(module_, hasEntries_, "DialogDoubleHasEntries");
-    if (getCall_ && hasEntries_) Resolve(module_, reset_, "DialogDoubleReset");
-    if (reset_) reset_();
+    if (getCall_) reset_();
 }
 
 DialogDouble::~DialogDouble() {

@@ -56,27 +56,22 @@ public:
     DialogDouble(const DialogDouble &) = delete;
     DialogDouble &operator=(const DialogDouble &) = delete;
 
-    bool loaded() const { return reset_ != nullptr; }
+    bool loaded() const { return getCall_ != nullptr; }
     HMODULE module() const { return module_; }
+    bool HasEntries() const { return GetProcAddress(module_, "DesaturateUI") != nullptr; }
     void Reset() const { reset_(); }
     void SetResult(int entry, int result) const { setResult_(entry, result); }
     void SetValue(int entry, int argument, double value) const { setValue_(entry, argument, value); }
-    void SetBytes(int entry, int argument, const BYTE bytes[3]) const { setBytes_(entry, argument, bytes); }
     int CallCount() const { return callCount_(); }
     DialogDoubleCall Call(int index) const; // entry -1 when there is no such call
-    const char *EntryName(int entry) const { return entryName_(entry); }
-    bool HasEntries() const { return hasEntries_() != 0; }
 
 private:
     HMODULE module_;
     decltype(&DialogDoubleReset) reset_ = nullptr;
     decltype(&DialogDoubleSetResult) setResult_ = nullptr;
     decltype(&DialogDoubleSetValue) setValue_ = nullptr;
-    decltype(&DialogDoubleSetBytes) setBytes_ = nullptr;
     decltype(&DialogDoubleCallCount) callCount_ = nullptr;
     decltype(&DialogDoubleGetCall) getCall_ = nullptr;
-    decltype(&DialogDoubleEntryName) entryName_ = nullptr;
-    decltype(&DialogDoubleHasEntries) hasEntries_ = nullptr;
 };
 
 } // namespace paxtest
