@@ -110,7 +110,7 @@ TEST(Exports, AnswerHostileHeadersWithACodeOrAResult) {
             for (LONG w : kSides)
                 for (LONG h : kSides)
                     for (DWORD clrUsed : {0u, 1u, 0x80000000u, 0xFFFFFFFFu})
-                        for (DWORD sizeImage : {0u, 1u, static_cast<DWORD>(bytes + 64)}) {
+                        for (DWORD sizeImage : {DWORD{0}, DWORD{1}, static_cast<DWORD>(bytes + 64)}) {
                             if (bytes < 40 && (w || h || clrUsed || sizeImage)) continue;
                             SCOPED_TRACE(testing::Message() << e.name << ": " << bytes << " bytes, " << w << " x "
                                                             << h << ", table " << clrUsed << ", size " << sizeImage);

@@ -51,7 +51,7 @@ HWND MakeOwner(WNDPROC proc) {
     wc.hInstance = GetModuleHandleA(nullptr);
     wc.lpszClassName = name;
     RegisterClassA(&wc); // fails harmlessly once registered
-    return CreateWindowExA(0, name, "owner", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 10, 10, 300, 200, nullptr, nullptr,
+    return CreateWindowExA(0, name, "owner", WS_OVERLAPPEDWINDOW, 10, 10, 300, 200, nullptr, nullptr,
                            GetModuleHandleA(nullptr), nullptr);
 }
 

@@ -21,7 +21,8 @@ namespace paxtest {
 // hidden one (under Wine without an X server that fails). Always on Linux.
 bool HaveDisplay();
 
-// A visible top-level window, enabled; proc (may be null) gets its messages.
+// A top-level window, enabled and not shown (showing a window costs Wine a
+// wait without a window manager); proc (may be null) gets its messages.
 HWND MakeOwner(WNDPROC proc = nullptr);
 
 // Watches the progress bars of this thread while it lives. With
