@@ -1,5 +1,5 @@
 // One table of every exported operation on images: how to call it with
-// decoded arguments, where its codes go, which checks refuse what, its
+// decoded arguments, where its codes go, which failures it survives, its
 // parameter dialog and the shape of its progress walk. The failure, dialog,
 // progress and Cancel tests, the fuzz targets and the threads test all
 // iterate this table instead of listing the exports again. It uses the
@@ -43,21 +43,8 @@ struct Outcome {
     bool ok() const { return returnedCaller || !results.empty(); }
 };
 
-// A defect of the caller's image for a refusal case.
-enum class Defect { None, NullImage, Unlockable, Depth, Tag, HeaderSize, NoColumns, RowsPastTheBlock };
-
-// One check: `arg` (-1 none) set to `value`, the image given `defect` (with
-// `defectValue` for Depth, Tag and HeaderSize), and the code expected.
-// kUntouched: the export's own refusal writes nothing (the channel keeps
-// what it held); kAccepted: the call succeeds.
-constexpr DWORD kUntouched = 0xC0DE, kAccepted = 0xACCE;
-struct Refusal {
-    int arg;
-    int32_t value;
-    Defect defect;
-    int32_t defectValue;
-    DWORD code;
-};
+// What an export's own refusal leaves in its channel: nothing.
+constexpr DWORD kUntouched = 0xC0DE;
 
 struct ImageExport {
     const char *name;
@@ -70,8 +57,8 @@ struct ImageExport {
     int dialog;        // the dialog double's entry number, -1 none
     ProgressShape progress;
     bool writesCaller; // filters the caller's block in place
-    std::vector<Refusal> refusals;   // checks in order, with their codes
     std::vector<DWORD> failureCodes; // codes an allocation, lock or file failure may leave
+    // Its checks, in order, with their codes: image_export_checks.txt.
 };
 
 const std::vector<ImageExport> &ImageExports();
