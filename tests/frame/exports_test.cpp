@@ -133,9 +133,43 @@ TEST(Exports, RefuseInTheOrderOfTheirChecks) {
             const DWORD code = Checked(e, image, args, &o);
             EXPECT_EQ(o.ok(), r.code == kAccepted);
             EXPECT_EQ(code, r.code == kAccepted ? 0 : r.code);
+            if (o.ok() && r.defect == "no-columns") {
+                EXPECT_EQ(BlockDigest(o.results[0]), BlockDigest(image)) << "no pixel to visit: a plain copy";
+            }
             FreeResults(o);
             if (image) GlobalFree(image);
         }
+    }
+}
+
+// A 24-bit image may declare a colour table: its pixels follow the table, and
+// the result's rows are those of the same image without one.
+TEST(Exports, FindThePixelsAfterADeclaredColourTable) {
+    for (const ImageExport &e : ImageExports()) {
+        if (e.depth != 24 || e.compression || e.progress == ProgressShape::Rows5) continue; // the convolution
+        SCOPED_TRACE(e.name); // reads its rows right after the header
+        HGLOBAL plain = MakeImageFor(e, 5, 3), tabled = GlobalAlloc(GHND, GlobalSize(plain) + 16);
+        const std::vector<BYTE> bytes = BlockBytes(plain);
+        BYTE *p = static_cast<BYTE *>(GlobalLock(tabled));
+        std::copy(bytes.begin(), bytes.begin() + 40, p);
+        std::memset(p + 40, 0xA5, 16);
+        std::copy(bytes.begin() + 40, bytes.end(), p + 56);
+        reinterpret_cast<BITMAPINFOHEADER *>(p)->biClrUsed = 4;
+        GlobalUnlock(tabled);
+        Outcome a, b;
+        EXPECT_EQ(Checked(e, plain, e.typical, &a), 0u);
+        EXPECT_EQ(Checked(e, tabled, e.typical, &b), 0u);
+        std::vector<HGLOBAL> x = a.results, y = b.results;
+        if (e.writesCaller) x = {plain}, y = {tabled};
+        ASSERT_EQ(x.size(), y.size());
+        for (size_t i = 0; i < x.size(); ++i) {
+            const std::vector<BYTE> rows = BlockBytes(x[i]), withTable = BlockBytes(y[i]);
+            EXPECT_TRUE(std::equal(rows.begin() + 40, rows.end(), withTable.end() - (rows.size() - 40))) << i;
+        }
+        FreeResults(a);
+        FreeResults(b);
+        GlobalFree(plain);
+        GlobalFree(tabled);
     }
 }
 
@@ -264,7 +298,9 @@ const DialogCase kDialogCases[] = {
     {DD_CONTRAST, {}, {{1, 101}}, Args(), IMS_BADPARAM},
     {DD_GAMMA, {150, 80, 120}, {{0, 10}, {2, 500}}, A({10, 80, 500}), 0},
     {DD_GAMMA, {}, {{1, 501}}, Args(), CCE_BADARGUMENT},
-    {DD_CONVOLUTION, {1, 1, CONV_SHARPEN, 3}, {}, A({1, CONV_SHARPEN, 3}), IMS_OK},
+    // By value: new image, intensity, type, size; the status variable is
+    // cleared on entry.
+    {DD_CONVOLUTION, {1, 1, CONV_SHARPEN, 3, 0, 0, 0}, {}, A({1, CONV_SHARPEN, 3}), IMS_OK},
 };
 
 class ParameterDialog : public testing::Test {
@@ -306,7 +342,7 @@ TEST_F(ParameterDialog, RunsInItsModesAndCancels) {
                 const bool progress = (mode == 1 || mode == 3) && e.progress != ProgressShape::None;
                 if (progress && !HaveDisplay()) continue;
                 Args args = e.typical;
-                args.mode = e.modeArg == ModeArg::DialogFlag ? mode != 0 : mode;
+                args.mode = mode; // brightness and contrast: any nonzero flag
                 args.owner = owner;
                 g_probe = Probe();
                 PostMessageA(owner, kProbe, 0, 0);
@@ -355,6 +391,8 @@ TEST_F(ParameterDialog, ReceivesTheValuesAndItsAnswerIsUsed) {
         ASSERT_EQ(dlg_.CallCount(), 1);
         const DialogDoubleCall call = dlg_.Call(0);
         EXPECT_EQ(call.entry, c.entry);
+        const int argumentCounts[DD_ENTRY_COUNT] = {2, 3, 7, 5, 0, 5, 4};
+        EXPECT_EQ(call.argumentCount, argumentCounts[c.entry]);
         for (size_t i = 0; i < c.received.size(); ++i) {
             const DialogDoubleArgument &a = call.arguments[i];
             EXPECT_DOUBLE_EQ(a.kind == DD_INT32 || a.kind == DD_INT16 ? a.value : a.before, c.received[i]) << i;
@@ -372,9 +410,9 @@ TEST_F(ParameterDialog, ReceivesTheValuesAndItsAnswerIsUsed) {
     }
 }
 
-// The details of the replace-colour and convolution entries: the operation's
-// copies of the colours, written back; the convolution's arguments by value.
-TEST_F(ParameterDialog, ReplaceColorCopiesAndConvolutionArguments) {
+// The replace-colour entry gets the operation's copies of the colours, and
+// what it writes there is used.
+TEST_F(ParameterDialog, ReplaceColorGetsCopiesOfTheColours) {
     if (PAX_DIALOGS != 2) GTEST_SKIP() << "needs the entries";
     HGLOBAL image = MakeImageFor(ImageExports()[0], 9, 5);
     const BYTE target[3] = {40, 90, 200}, tolerance[3] = {60, 80, 100};
@@ -391,19 +429,6 @@ TEST_F(ParameterDialog, ReplaceColorCopiesAndConvolutionArguments) {
     EXPECT_EQ(BlockDigest(wide), BlockDigest(grey));
     GlobalFree(wide);
     GlobalFree(grey);
-
-    std::vector<short> k = {1, 0, -1, 2, 0, -2, 1, 0, -1, 0};
-    int code = 77;
-    dlg_.Reset();
-    GlobalFree(ColorConvolution(image, 1, 0, CONV_KERNEL, 3, "unused.flt", k.data(), &code, 3, nullptr));
-    c = dlg_.Call(0);
-    ASSERT_EQ(c.argumentCount, 7);
-    EXPECT_EQ(c.arguments[2].kind, DD_INT16);
-    EXPECT_STREQ(c.arguments[4].text, "unused.flt");
-    ASSERT_EQ(c.arguments[5].listCount, 10);
-    EXPECT_EQ(std::memcmp(c.arguments[5].list, k.data(), 20), 0);
-    EXPECT_EQ(c.arguments[6].pointer, &code);
-    EXPECT_EQ(c.arguments[6].before, 0) << "cleared on entry";
     GlobalFree(image);
 }
 
@@ -458,7 +483,10 @@ TEST_F(ParameterDialog, LoaderFindsReleasesAndPassesArguments) {
         const DialogDoubleCall c = dlg_.Call(0);
         const int byValue[4] = {1, -7, -300, 3};
         for (int i = 0; i < 4; ++i) EXPECT_EQ(c.arguments[i].value, byValue[i]) << i;
-        EXPECT_EQ(c.arguments[5].pointer, coefficients);
+        EXPECT_EQ(c.arguments[2].kind, DD_INT16);
+        EXPECT_STREQ(c.arguments[4].text, "kernel.flt");
+        ASSERT_EQ(c.arguments[5].listCount, 10);
+        EXPECT_EQ(std::memcmp(c.arguments[5].list, coefficients, sizeof coefficients), 0);
         EXPECT_EQ(c.arguments[6].before, 42);
         EXPECT_EQ(errorCode, -5);
         EXPECT_EQ(brightness, 10);
@@ -558,6 +586,10 @@ TEST_F(Progress, CancelStopsTheWalkAtTheNextStep) {
                         << "row " << r;
                 GlobalFree(whole);
             }
+            Outcome again; // the next call clears the flag
+            EXPECT_EQ(Checked(e, image, WithMode(e, 1, owner_), &again), 0u);
+            EXPECT_TRUE(again.ok() && !State()->cancelled);
+            FreeResults(again);
             FreeResults(o);
             GlobalFree(image);
         }
