@@ -1,6 +1,7 @@
 #include "harness.h"
 
-#include "dialog_double_control.h"
+#include "dialogs.h"
+
 #include "thread_state.h"
 #include "win32lite_test.h"
 
@@ -92,8 +93,9 @@ HGLOBAL MakeBlock(const uint8_t *bytes, size_t size, size_t zeros, bool fixed) {
     return block;
 }
 
-Outcome CheckedInvoke(int which, HGLOBAL image, const Args &args, void (*arm)(long), long nth) {
-    const char *name = kExportNames[which];
+Outcome CheckedInvoke(size_t which, HGLOBAL image, const Args &args, void (*arm)(long), long nth) {
+    const ImageExport &e = paxtest::ImageExports()[which];
+    const char *name = e.name;
     const SIZE_T size = GlobalSize(image);
     std::vector<BYTE> before(size);
     if (size) {
@@ -102,12 +104,12 @@ Outcome CheckedInvoke(int which, HGLOBAL image, const Args &args, void (*arm)(lo
     }
     // The in-place convolution may write its pixel rows, and nothing else.
     uint64_t rowsEnd = 40;
-    if (which == kConvolveInPlace && size >= 40 && !PixelEnd(before.data(), true, &rowsEnd)) rowsEnd = 40;
+    if (which == paxtest::kConvolveInPlaceExport && size >= 40 && !PixelEnd(before.data(), true, &rowsEnd)) rowsEnd = 40;
     const win32lite::Census census = win32lite::TakeCensus();
     const long windows = win32lite::LiveWindows();
 
     if (arm) arm(nth);
-    Outcome o = Invoke(which, image, args);
+    Outcome o = paxtest::Invoke(e, image, args);
     win32lite::ResetFaults();
 
     Require(win32lite::LockCountOf(image) == 0, "caller's block locked or freed after", name);
@@ -132,7 +134,7 @@ Outcome CheckedInvoke(int which, HGLOBAL image, const Args &args, void (*arm)(lo
         // An unchanged copy of the caller's block (an image with no pixels to
         // visit) is held to nothing more than the caller's own block was.
         const bool copy = GlobalSize(r) == size && std::memcmp(p, before.data(), size) == 0;
-        Require(copy || (PixelEnd(p, which == kConvolveNew, &end) && end <= GlobalSize(r)),
+        Require(copy || (PixelEnd(p, which == paxtest::kConvolveNewExport, &end) && end <= GlobalSize(r)),
                 "a result's rows do not fit its block:", name);
         GlobalUnlock(r);
         GlobalFree(r);
@@ -146,7 +148,7 @@ Outcome CheckedInvoke(int which, HGLOBAL image, const Args &args, void (*arm)(lo
 
 void RunImageExport(Bytes in, bool faults) {
     Setup();
-    static dialogdouble::Double dialogs; // the parameter dialogs' stand-in, when built
+    static paxtest::DialogDouble dialogs; // the parameter dialogs' stand-in, when built
     int kind = 0, nth = 0;
     if (faults) {
         kind = in.U8() % 4;
@@ -156,7 +158,7 @@ void RunImageExport(Bytes in, bool faults) {
         bool cancel = in.U8() & 1;
         for (int e = 0; dialogs.loaded() && e < DD_ENTRY_COUNT; ++e) dialogs.SetResult(e, !cancel);
     }
-    const int which = in.U8() % kExportCount;
+    const size_t which = in.U8() % paxtest::ImageExports().size();
     const uint8_t flags = in.U8();
     Args args;
     for (int32_t &a : args.a) a = in.I32();

@@ -4,12 +4,16 @@
 #ifndef PAX_FUZZ_HARNESS_H
 #define PAX_FUZZ_HARNESS_H
 
-#include "exports.h"
+#include "image_exports.h"
 
 #include <cstddef>
 #include <cstdint>
 
 namespace paxfuzz {
+
+using paxtest::Args;
+using paxtest::ImageExport;
+using paxtest::Outcome;
 
 // The input, consumed from the front; reads past its end give zeros.
 struct Bytes {
@@ -53,7 +57,7 @@ void RunImageExport(Bytes in, bool faults);
 // unlocked; results unlocked, movable, their rows inside their blocks; the
 // census back once results are freed; no dialog open, owner enabled.
 // arm(nth), when given, sets up a fault right before the call.
-Outcome CheckedInvoke(int which, HGLOBAL image, const Args &args, void (*arm)(long) = nullptr,
+Outcome CheckedInvoke(size_t which, HGLOBAL image, const Args &args, void (*arm)(long) = nullptr,
                       long nth = 0);
 
 } // namespace paxfuzz

@@ -80,7 +80,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     g.mode = f & 4 ? 1 : 0;
     g.filterFile = WriteScratchFile(in.p, in.n);
     HGLOBAL image = MakeBlock(dib.data(), dib.size(), 0, false);
-    Outcome o = CheckedInvoke(f & 1 ? kConvolveNew : kConvolveInPlace, image, g);
+    Outcome o = CheckedInvoke(f & 1 ? paxtest::kConvolveNewExport : paxtest::kConvolveInPlaceExport, image, g);
     Require(o.errorCode != 12345, "the convolution left its status variable alone");
     GlobalFree(image);
 #elif defined(PAX_FUZZ_VALUES)

@@ -6,7 +6,6 @@
 #include "conversion_table.h"
 #include "dib_builder.h"
 #include "paximage.h"
-#include "progress_watch.h"
 
 #include <cstdint>
 #include <cstring>

@@ -2,6 +2,7 @@
 #include "census.h"
 #include "dib.h"
 #include "dib_builder.h"
+#include "layout.h"
 
 #include <gtest/gtest.h>
 
@@ -10,6 +11,7 @@
 #endif
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
 
 using paxtest::BlockBytes;
@@ -46,26 +48,18 @@ TEST(ColorTable, CoreHeaderUsesTripletsAndIgnoresClrUsed) {
     EXPECT_EQ(ColorTableSize(&h), 768);
 }
 
+// 3 x width rounded up to a multiple of 4 (1 -> 4, 4 -> 12, 5 -> 16); 4 x width.
 TEST(Stride, RowsArePaddedToFourBytes) {
-    EXPECT_EQ(Stride24(1), 4);
-    EXPECT_EQ(Stride24(4), 12);
-    EXPECT_EQ(Stride24(5), 16);
-    EXPECT_EQ(Stride32(3), 12);
     for (int w = 0; w < 64; ++w) {
         EXPECT_EQ(Stride24(w), StrideForBits(w, 24));
-        EXPECT_EQ(Stride32(w), StrideForBits(w, 32));
-        EXPECT_EQ(Stride24(w) % 4, 0);
-        EXPECT_GE(Stride24(w), 3 * w);
-        EXPECT_LT(Stride24(w), 3 * w + 4);
+        EXPECT_EQ(Stride24(w), (3 * w + 3) / 4 * 4);
+        EXPECT_EQ(Stride32(w), 4 * w);
     }
 }
 
 TEST(ModelTag, MatchesOnlyItsModel) {
     EXPECT_EQ(ModelTagMatches(1, 0), 1);
-    EXPECT_EQ(ModelTagMatches(4, 12), 1);
-    EXPECT_EQ(ModelTagMatches(2, 2), 0);
-    EXPECT_EQ(ModelTagMatches(0, 8), 0);
-    EXPECT_EQ(ModelTagMatches(10, 18), 0);
+    EXPECT_EQ(ModelTagMatches(0, 8) + ModelTagMatches(10, 18) + ModelTagMatches(2, 2), 0);
     for (int m = 2; m <= 9; ++m) {
         EXPECT_EQ(ModelTagMatches(m, static_cast<DWORD>(m + 8)), 1);
         EXPECT_EQ(ModelTagMatches(m, 0), 0);
@@ -105,12 +99,9 @@ TEST(CreateDIBLike, Makes24BitImageOfA32BitSource) {
     ASSERT_NE(out, nullptr);
     EXPECT_EQ(GlobalSize(out), 40u + 24u);
     BITMAPINFOHEADER h = HeaderOf(out);
-    EXPECT_EQ(h.biBitCount, 24);
-    EXPECT_EQ(h.biSizeImage, 24u);
-    EXPECT_EQ(h.biCompression, 0u);
-    EXPECT_EQ(h.biWidth, 3);
-    EXPECT_EQ(h.biHeight, 2);
-    EXPECT_EQ(h.biXPelsPerMeter, before.biXPelsPerMeter);
+    const BITMAPINFOHEADER want = {40, 3, 2, before.biPlanes, 24, 0, 24, before.biXPelsPerMeter,
+                                   before.biYPelsPerMeter, before.biClrUsed, before.biClrImportant};
+    EXPECT_EQ(std::memcmp(&h, &want, 40), 0);
     std::vector<BYTE> bytes = BlockBytes(out);
     for (size_t i = 40; i < bytes.size(); ++i) ASSERT_EQ(bytes[i], 0) << i;
     EXPECT_EQ(std::memcmp(&before, BlockBytes(src).data(), 40), 0) << "source header changed";
@@ -225,5 +216,63 @@ TEST(HelperFailures, DuplicateWithAFailedLockStillReturnsAZeroedBlock) {
     GlobalFree(img);
 }
 #endif
+
+// The layout rule itself, at the edges where sizes would overflow or just fit.
+TEST(LocateImage, FaultsAndSizesAtTheEdges) {
+    using F = LayoutFault;
+    struct Row {
+        const char *what;
+        LONG w, h;
+        DWORD clrUsed, sizeImage;
+        SIZE_T block;
+        bool topDown;
+        RowsStart start;
+        SizeImageRule rule;
+        F fault;
+        int64_t offset, rows, imageSize;
+    } rows[] = {
+        {"fits exactly", 5, 4, 0, 0, 104, false, RowsStart::AfterTable, SizeImageRule::Ignored, F::None, 40, 4, 64},
+        {"one byte short", 5, 4, 0, 0, 103, false, RowsStart::AfterTable, SizeImageRule::Ignored, F::Rows, 40, 4, 0},
+        {"table then rows", 1, 1, 2, 0, 52, false, RowsStart::AfterTable, SizeImageRule::Ignored, F::None, 48, 1, 4},
+        {"table ignored", 1, 1, 0xFFFFFFFFu, 0, 44, false, RowsStart::AfterHeader, SizeImageRule::Ignored, F::None, 40, 1, 4},
+        {"2^32 - 1 entries", 1, 1, 0xFFFFFFFFu, 0, 100, false, RowsStart::AfterTable, SizeImageRule::Ignored, F::Table, 0, 1, 0},
+        {"past signed 64 bits", 0x7FFFFFFF, 0x7FFFFFFF, 0, 0, 100, true, RowsStart::AfterTable, SizeImageRule::Ignored, F::Rows, 40, 0x7FFFFFFF, 0},
+        {"INT_MIN rows", 0x7FFFFFFF, INT_MIN, 0, 0, 100, true, RowsStart::AfterTable, SizeImageRule::Ignored, F::Rows, 40, int64_t{1} << 31, 0},
+        {"no columns, 2^31 rows", 0, INT_MIN, 0, 0, 40, true, RowsStart::AfterTable, SizeImageRule::Ignored, F::None, 40, int64_t{1} << 31, 0},
+        {"bottom-up only", 1, -1, 0, 0, 100, false, RowsStart::AfterTable, SizeImageRule::Ignored, F::NegativeHeight, 0, -1, 0},
+        {"negative width", -1, 1, 0, 0, 100, true, RowsStart::AfterTable, SizeImageRule::Ignored, F::NegativeWidth, 0, 1, 0},
+        {"size inside", 1, 2, 0, 12, 52, false, RowsStart::AfterTable, SizeImageRule::InsideBlock, F::None, 40, 2, 8},
+        {"size past the block", 1, 2, 0, 13, 52, false, RowsStart::AfterTable, SizeImageRule::InsideBlock, F::SizeImage, 40, 2, 8},
+        {"size sizes a result", 1, 2, 0, 0xFFFFFFFFu, 48, false, RowsStart::AfterHeader, SizeImageRule::SizesResult, F::None, 40, 2, 8},
+        {"size below the rows", 1, 2, 0, 7, 48, false, RowsStart::AfterHeader, SizeImageRule::SizesResult, F::SizeImage, 40, 2, 8},
+    };
+    for (const Row &r : rows) {
+        SCOPED_TRACE(r.what);
+        std::vector<BYTE> block(r.block, 0);
+        auto *h = reinterpret_cast<BITMAPINFOHEADER *>(block.data());
+        *h = BITMAPINFOHEADER{40, r.w, r.h, 1, 24, 0, r.sizeImage, 0, 0, r.clrUsed, 0};
+        LayoutRules rules;
+        rules.depths = uint64_t{1} << 24;
+        rules.topDown = r.topDown;
+        rules.rowsStart = r.start;
+        rules.sizeImage = r.rule;
+        const DibLayout l = LocateImage(block.data(), block.size(), rules);
+        EXPECT_EQ(static_cast<int>(l.fault), static_cast<int>(r.fault));
+        EXPECT_EQ(l.height, r.rows);
+        EXPECT_TRUE(l.depthAccepted);
+        if (r.fault == F::None) {
+            EXPECT_EQ(l.pixels - block.data(), r.offset);
+            EXPECT_EQ(l.imageSize, r.imageSize);
+        } else {
+            EXPECT_EQ(l.pixels, nullptr);
+        }
+    }
+    // 65535 bits per pixel: stride x rows would wrap unsigned 64 bits too.
+    BITMAPINFOHEADER wide = {40, 0x7FFFFFFF, INT_MIN, 1, 0xFFFF, 0, 0, 0, 0, 0, 0};
+    LayoutRules any;
+    any.topDown = true;
+    EXPECT_EQ(static_cast<int>(LocateImage(&wide, sizeof wide, any).fault), static_cast<int>(F::Rows));
+    EXPECT_EQ(static_cast<int>(LocateImage(nullptr, 0, LayoutRules{}).fault), static_cast<int>(F::ShortBlock));
+}
 
 } // namespace

@@ -32,88 +32,60 @@ Snapshot TakeSnapshot() {
 }
 
 void ExpectCensus(const Snapshot &before, long newBlocks, const char *where) {
-#ifndef _WIN32
     Snapshot now = TakeSnapshot();
-    EXPECT_EQ(now.liveBlocks, before.liveBlocks + newBlocks) << where << ": live blocks";
+    EXPECT_EQ(now.liveBlocks, before.liveBlocks + (HaveCensus() ? newBlocks : 0)) << where << ": live blocks";
     EXPECT_EQ(now.outstandingLocks, before.outstandingLocks) << where << ": outstanding locks";
-#else
-    (void)before;
-    (void)newBlocks;
-    (void)where;
-#endif
 }
 
-SweepCounts SweepFailures(const std::function<std::vector<HGLOBAL>()> &op,
-                          const std::vector<HGLOBAL> &callerBlocks, bool callerChanges) {
+SweepCounts SweepFailures(const std::function<std::vector<HGLOBAL>()> &op, const std::vector<HGLOBAL> &callerBlocks,
+                          bool callerChanges,
+                          const std::function<void(FailureKind, long, const std::vector<HGLOBAL> &)> &check) {
     SweepCounts counts;
 #ifndef _WIN32
     std::vector<std::vector<BYTE>> original;
     for (HGLOBAL b : callerBlocks) original.push_back(BlockBytes(b));
-    auto release = [&](const std::vector<HGLOBAL> &made) {
-        for (HGLOBAL h : made)
-            if (h && std::find(callerBlocks.begin(), callerBlocks.end(), h) == callerBlocks.end())
-                GlobalFree(h);
-    };
-    auto restore = [&]() {
-        for (size_t i = 0; i < callerBlocks.size(); ++i) {
-            BYTE *p = static_cast<BYTE *>(GlobalLock(callerBlocks[i]));
-            if (p && !original[i].empty()) std::copy(original[i].begin(), original[i].end(), p);
-            if (p) GlobalUnlock(callerBlocks[i]);
+    // Runs op with `arm` set up, checks the caller's blocks and the census.
+    auto run = [&](void (*arm)(long), long n, FailureKind kind) {
+        SCOPED_TRACE(testing::Message() << "failure " << static_cast<int>(kind) << " at point " << n);
+        Snapshot before = TakeSnapshot();
+        win32lite::ResetFaults();
+        if (arm) arm(n);
+        std::vector<HGLOBAL> made = op();
+        if (!arm) {
+            counts = {win32lite::AllocationCalls(), win32lite::LockCalls(), win32lite::FileOpenCalls()};
         }
-    };
-
-    // A clean run learns how many allocations and locks the operation makes.
-    Snapshot before = TakeSnapshot();
-    win32lite::ResetFaults();
-    std::vector<HGLOBAL> made = op();
-    counts.allocationPoints = win32lite::AllocationCalls();
-    counts.lockPoints = win32lite::LockCalls();
-    release(made);
-    if (callerChanges) restore();
-    ExpectCensus(before, 0, "clean run");
-
-    auto check = [&](const char *kind, long n) {
-        SCOPED_TRACE(testing::Message() << kind << " failure at point " << n);
+        win32lite::ResetFaults();
+        if (arm && check) check(kind, n, made);
         for (size_t i = 0; i < callerBlocks.size(); ++i) {
             EXPECT_EQ(LockCount(callerBlocks[i]), 0) << "caller block " << i << " left locked";
-            if (!callerChanges) {
-                EXPECT_TRUE(BlockBytes(callerBlocks[i]) == original[i])
-                    << "caller block " << i << " changed";
+            if (callerChanges) {
+                BYTE *p = static_cast<BYTE *>(GlobalLock(callerBlocks[i]));
+                std::copy(original[i].begin(), original[i].end(), p);
+                GlobalUnlock(callerBlocks[i]);
             }
+            EXPECT_TRUE(BlockBytes(callerBlocks[i]) == original[i]) << "caller block " << i << " changed";
         }
+        for (HGLOBAL h : made)
+            if (h && std::find(callerBlocks.begin(), callerBlocks.end(), h) == callerBlocks.end()) GlobalFree(h);
+        ExpectCensus(before, 0, "after the run");
     };
-    for (long n = 1; n <= counts.allocationPoints; ++n) {
-        Snapshot s = TakeSnapshot();
-        win32lite::ResetFaults();
-        win32lite::FailAllocationAt(n);
-        std::vector<HGLOBAL> out = op();
-        win32lite::ResetFaults();
-        check("allocation", n);
-        release(out);
-        if (callerChanges) restore();
-        ExpectCensus(s, 0, "after allocation failure");
-    }
-    for (long n = 1; n <= counts.lockPoints; ++n) {
-        Snapshot s = TakeSnapshot();
-        win32lite::ResetFaults();
-        win32lite::FailLockAt(n);
-        std::vector<HGLOBAL> out = op();
-        win32lite::ResetFaults();
-        check("lock", n);
-        release(out);
-        if (callerChanges) restore();
-        ExpectCensus(s, 0, "after lock failure");
-    }
+    run(nullptr, 0, FailureKind::Allocation);
+    const struct {
+        FailureKind kind;
+        void (*arm)(long);
+        long points;
+    } kinds[] = {{FailureKind::Allocation, win32lite::FailAllocationAt, counts.allocationPoints},
+                 {FailureKind::Lock, win32lite::FailLockAt, counts.lockPoints},
+                 {FailureKind::FileOpen, win32lite::FailFileOpenAt, counts.fileOpenPoints}};
+    for (const auto &k : kinds)
+        for (long n = 1; n <= k.points; ++n) run(k.arm, n, k.kind);
 #else
-    (void)op;
-    (void)callerBlocks;
-    (void)callerChanges;
+    (void)op, (void)callerBlocks, (void)callerChanges, (void)check;
 #endif
     return counts;
 }
 
-SweepCounts SweepFailures(const std::function<HGLOBAL()> &op,
-                          const std::vector<HGLOBAL> &callerBlocks) {
+SweepCounts SweepFailures(const std::function<HGLOBAL()> &op, const std::vector<HGLOBAL> &callerBlocks) {
     return SweepFailures([&] { return std::vector<HGLOBAL>{op()}; }, callerBlocks, false);
 }
 

@@ -1,9 +1,9 @@
 // Leak and lock checks around library calls, and failure sweeps.
 //
 // On Linux the stand-in counts every live global block and outstanding lock,
-// and can make the Nth allocation or lock fail. Windows offers neither, so
-// there the checks fall back to the lock counts of the caller's blocks and the
-// sweeps are skipped.
+// and can make the Nth allocation, lock or file open fail. Windows offers
+// neither, so there the checks fall back to the lock counts of the caller's
+// blocks and the sweeps are skipped.
 #ifndef PAX_TESTS_CENSUS_H
 #define PAX_TESTS_CENSUS_H
 
@@ -26,22 +26,23 @@ Snapshot TakeSnapshot();
 // Expects the census to equal `before` plus `newBlocks` unlocked blocks.
 void ExpectCensus(const Snapshot &before, long newBlocks, const char *where);
 
-// Runs `op` with each allocation point and then each lock point made to fail
-// in turn. op returns the blocks it produced (they are freed by the sweep,
-// except the caller's own blocks when an operation hands one back). After
+// Runs `op` once cleanly to count its allocations, locks and file opens,
+// then again with each of those points made to fail in turn. op returns the
+// blocks it produced, which the sweep frees (never a caller block that comes
+// back); `check` (may be empty) looks at each failed run before that. After
 // every run the census must equal the one before, and each caller block must
-// be byte-for-byte unchanged and unlocked. Returns the number of points
-// swept (0 where there is no injection). `callerChanges` marks operations
-// that write the caller's block by design (in-place filters).
+// be byte-for-byte unchanged (unless `callerChanges`: in-place filters, whose
+// blocks are restored after each run) and unlocked.
 struct SweepCounts {
-    long allocationPoints = 0, lockPoints = 0;
+    long allocationPoints = 0, lockPoints = 0, fileOpenPoints = 0;
 };
-SweepCounts SweepFailures(const std::function<std::vector<HGLOBAL>()> &op,
-                          const std::vector<HGLOBAL> &callerBlocks, bool callerChanges = false);
+enum class FailureKind { Allocation, Lock, FileOpen };
+SweepCounts SweepFailures(const std::function<std::vector<HGLOBAL>()> &op, const std::vector<HGLOBAL> &callerBlocks,
+                          bool callerChanges = false,
+                          const std::function<void(FailureKind, long n, const std::vector<HGLOBAL> &)> &check = {});
 
 // Same, for an operation that returns one image handle (or null).
-SweepCounts SweepFailures(const std::function<HGLOBAL()> &op,
-                          const std::vector<HGLOBAL> &callerBlocks);
+SweepCounts SweepFailures(const std::function<HGLOBAL()> &op, const std::vector<HGLOBAL> &callerBlocks);
 
 } // namespace paxtest
 

@@ -1,121 +1,107 @@
 #include "image_exports.h"
 
-#include "dib_builder.h"
-#include "thread_state.h"
+#include "dialog_double_control.h"
+
+#include <algorithm>
+#include <cstring>
 
 namespace paxtest {
 
 namespace {
 
-bool Progress(int mode) { return mode == 1 || mode == 3; }
-bool Dialog(int mode) { return mode == 2 || mode == 3; }
+using C = CodeChannel;
+using M = ModeArg;
+using P = ProgressShape;
 
-// The outcome of an export that returns one handle and codes in the thread.
-CallOutcome One(HDIB result, CodeChannel channel) {
-    CallOutcome o;
-    if (result) o.results.push_back(result);
-    ThreadState *state = GetThreadState();
-    o.code = channel == CodeChannel::ImageStatus ? state->imageStatus : state->convertError;
-    return o;
+HDIB Convert(HDIB im, const Args &g, Outcome &) {
+    return ConvertDIBColorSpace(im, g.a[0], g.a[1], g.mode, g.owner);
 }
-
-using Call = std::function<CallOutcome(HGLOBAL, int, HWND)>;
-
-Call Conversion(int from, int to) {
-    return [=](HGLOBAL image, int mode, HWND owner) {
-        return One(ConvertDIBColorSpace(image, from, to, Progress(mode), owner), CodeChannel::ConvertError);
-    };
+HDIB Split(HDIB im, const Args &g, Outcome &o) {
+    HGLOBAL channels[4] = {};
+    o.value = SplitColorChannels(im, channels, static_cast<BYTE>(g.a[0]));
+    for (long k = 0; k < o.value && k < 4; ++k) o.results.push_back(channels[k]);
+    return nullptr;
 }
-
-Call Convolution(int newImage) {
-    return [=](HGLOBAL image, int mode, HWND owner) {
-        int code = -1;
-        CallOutcome o;
-        if (HDIB r = ColorConvolution(image, newImage, 1, CONV_SHARPEN, 3, nullptr, nullptr, &code,
-                                      mode, owner))
-            o.results.push_back(r);
-        o.code = static_cast<DWORD>(code);
-        return o;
-    };
+HDIB HueSaturation(HDIB im, const Args &g, Outcome &) {
+    return ColorHueSaturation(im, g.a[0], g.a[1], g.a[2], static_cast<UINT>(g.a[3]), static_cast<UINT>(g.a[4]),
+                              g.mode, g.owner);
 }
+HDIB Desat(HDIB im, const Args &g, Outcome &) { return Desaturate(im, g.mode, g.owner); }
+HDIB Replace(HDIB im, const Args &g, Outcome &) {
+    BYTE target[3], tolerance[3];
+    for (int i = 0; i < 3; ++i) {
+        target[i] = static_cast<BYTE>(g.a[0] >> (8 * i));
+        tolerance[i] = static_cast<BYTE>(g.a[1] >> (8 * i));
+    }
+    return ReplaceColor(im, g.a[5] & 1 ? nullptr : target, g.a[5] & 2 ? nullptr : tolerance, g.a[2], g.a[3],
+                        g.a[4], g.mode, g.owner);
+}
+HDIB Levels(HDIB im, const Args &g, Outcome &) {
+    return ColorCMYKLevels(im, g.a[0], g.a[1], g.a[2], g.a[3], g.mode, g.owner);
+}
+HDIB Contrast(HDIB im, const Args &g, Outcome &) {
+    return ColorBrightnessContrast(im, static_cast<short>(g.a[0]), static_cast<short>(g.a[1]), g.mode);
+}
+HDIB Gamma(HDIB im, const Args &g, Outcome &) { return GammaCorrection(im, g.a[0], g.a[1], g.a[2], g.mode, g.owner); }
 
-Call Dither(HDIB (*dither)(HDIB, int), int bits) {
-    return [=](HGLOBAL image, int, HWND) { return One(dither(image, bits), CodeChannel::ImageStatus); };
+// Built-in coefficient lists for the caller's-array type: a smoothing 3 x 3,
+// a 5 x 5 with a negative divisor, a 7 x 7 summing to its own divisor, and
+// one over the magnitude limit. Exactly n x n + 1 values are handed over.
+template <int kNewImage> HDIB Convolve(HDIB im, const Args &g, Outcome &o) {
+    const int n = static_cast<short>(g.a[2]), list = g.a[3] & 3;
+    std::vector<short> k(n >= 3 && n <= 7 ? static_cast<size_t>(n * n + 1) : 1, 1);
+    for (int j = 0; k.size() > 1 && j < n * n; ++j) k[j] = static_cast<short>((j * 7 + list * 3) % 5 - 1);
+    if (k.size() > 1) k[n * n] = static_cast<short>(list == 1 ? -3 : list == 2 ? 0 : 7);
+    if (list == 3 && k.size() > 1) k[n * n / 2] = 128;
+    return ColorConvolution(im, kNewImage, g.a[0], static_cast<short>(g.a[1]), static_cast<short>(n), g.filterFile,
+                            k.data(), &o.errorCode, g.mode, g.owner);
+}
+template <HDIB(PAXCALL *F)(HDIB, int)> HDIB Dither(HDIB im, const Args &g, Outcome &) { return F(im, g.a[0]); }
+
+Args A(std::initializer_list<int32_t> values) {
+    Args g;
+    std::copy(values.begin(), values.end(), g.a);
+    return g;
 }
 
 std::vector<ImageExport> Build() {
-    using C = CodeChannel;
-    using P = ProgressShape;
-    // Codes of a refused image (an unlockable block included); the hue-based
-    // adjustments, gamma and the conversions leave none for a lock failure.
-    const std::vector<DWORD> cce = {CCE_NONE, CCE_BADARGUMENT};
-    const std::vector<DWORD> tone = {IMS_BADPARAM, IMS_EMPTYIMAGE, IMS_LOCKFAILED};
-    const std::vector<DWORD> dither = {IMS_BADPARAM, IMS_NOMEMORY, IMS_LOCKFAILED};
+    const std::vector<DWORD> noCopy = {CCE_NONE, CCE_NOMEMORY}, ims = {IMS_NOMEMORY, IMS_LOCKFAILED};
+    const std::vector<DWORD> convolution = {IMS_NOMEMORY, IMS_LOCKFAILED, IMS_BADPARAM};
     std::vector<ImageExport> t = {
-        {"ConvertDIBColorSpace RGB to HSV", C::ConvertError, 24, 0, Conversion(MODEL_RGB, MODEL_HSV),
-         nullptr, P::Bytes1500, false, cce},
-        {"ConvertDIBColorSpace RGB to CMYK", C::ConvertError, 24, 0, Conversion(MODEL_RGB, MODEL_CMYK),
-         nullptr, P::Bytes1500, false, cce},
-        {"ConvertDIBColorSpace CMYK to LAB", C::ConvertError, 32, 12, Conversion(MODEL_CMYK, MODEL_LAB),
-         nullptr, P::Bytes1500, false, cce},
-        {"SplitColorChannels", C::ConvertError, 24, 0,
-         [](HGLOBAL image, int, HWND) {
-             HGLOBAL channels[4] = {};
-             CallOutcome o;
-             const int n = SplitColorChannels(image, channels, MODEL_HSI);
-             for (int k = 0; k < n; ++k) o.results.push_back(channels[k]);
-             o.code = GetThreadState()->convertError;
-             return o;
-         },
-         nullptr, P::None, false, {CCE_NONE, CCE_BADARGUMENT, CCE_BADMODEL}},
-        {"ColorHueSaturation", C::ConvertError, 24, 0,
-         [](HGLOBAL image, int mode, HWND owner) {
-             return One(ColorHueSaturation(image, 40, 20, -10, 0, 0, mode, owner), C::ConvertError);
-         },
-         "ColorHueSaturationUI", P::Columns5, false, cce},
-        {"Desaturate", C::ConvertError, 24, 0,
-         [](HGLOBAL image, int mode, HWND owner) { return One(Desaturate(image, mode, owner), C::ConvertError); },
-         "DesaturateUI", P::Columns5, false, cce},
-        {"ReplaceColor", C::ConvertError, 24, 0,
-         [](HGLOBAL image, int mode, HWND owner) {
-             static const BYTE target[3] = {200, 100, 50}, tolerance[3] = {60, 60, 60};
-             return One(ReplaceColor(image, target, tolerance, 60, 10, 5, mode, owner), C::ConvertError);
-         },
-         "ReplaceColorUI", P::Columns5, false, cce},
-        {"ColorCMYKLevels", C::ConvertError, 24, 0,
-         [](HGLOBAL image, int mode, HWND owner) {
-             return One(ColorCMYKLevels(image, 20, -10, 5, -30, mode, owner), C::ConvertError);
-         },
-         "ColorCMYKLevelsUI", P::Columns5, false, cce},
-        {"ColorBrightnessContrast", C::ImageStatus, 24, 0,
-         [](HGLOBAL image, int mode, HWND) {
-             return One(ColorBrightnessContrast(image, 25, -15, Dialog(mode)), C::ImageStatus);
-         },
-         "CONTRASTUI", P::None, false, tone},
-        {"GammaCorrection", C::ConvertError, 24, 0,
-         [](HGLOBAL image, int mode, HWND owner) {
-             return One(GammaCorrection(image, 150, 80, 120, mode, owner), C::ConvertError);
-         },
-         "GammaCorrectionUI", P::Columns5, false, cce},
-        {"ColorConvolution new image", C::ErrorVariable, 24, 0, Convolution(1), "ColorConvUI", P::Rows5,
-         false, tone},
-        {"ColorConvolution in place", C::ErrorVariable, 24, 0, Convolution(0), "ColorConvUI", P::Rows5,
-         true, tone},
+        {"ConvertDIBColorSpace RGB to HSV", Convert, C::ConvertError, 24, 0, A({MODEL_RGB, MODEL_HSV}),
+         M::ProgressFlag, -1, P::Bytes1500, false, noCopy},
+        {"SplitColorChannels", Split, C::ConvertError, 24, 0, A({MODEL_HSI}), M::None, -1, P::None, false,
+         {CCE_NONE, CCE_NOMEMORY, CCE_BADMODEL, CCE_CONVERTFAILED}},
+        {"ColorHueSaturation", HueSaturation, C::ConvertError, 24, 0, A({40, 20, -10, 0, 120}), M::Mode,
+         DD_HUE_SATURATION, P::Columns5, false, noCopy},
+        {"Desaturate", Desat, C::ConvertError, 24, 0, Args(), M::Mode, DD_DESATURATE, P::Columns5, false, noCopy},
+        {"ReplaceColor", Replace, C::ConvertError, 24, 0, A({0x3264C8, 0x3C3C3C, 60, 10, 5, 0}), M::Mode,
+         DD_REPLACE_COLOR, P::Columns5, false, noCopy},
+        {"ColorCMYKLevels", Levels, C::ConvertError, 24, 0, A({20, -10, 5, -30}), M::Mode, DD_CMYK_LEVELS,
+         P::Columns5, false, noCopy},
+        {"ColorBrightnessContrast", Contrast, C::ImageStatus, 24, 0, A({25, -15}), M::DialogFlag, DD_CONTRAST,
+         P::None, false, ims},
+        {"GammaCorrection", Gamma, C::ConvertError, 24, 0, A({150, 80, 120}), M::Mode, DD_GAMMA,
+         P::Columns5Rounded, false, noCopy},
+        {"ColorConvolution new image", Convolve<1>, C::ErrorVariable, 24, 0, A({1, CONV_SHARPEN, 3}), M::Mode,
+         DD_CONVOLUTION, P::Rows5, false, convolution},
+        {"ColorConvolution in place", Convolve<0>, C::ErrorVariable, 24, 0, A({1, CONV_SHARPEN, 3}), M::Mode,
+         DD_CONVOLUTION, P::Rows5, true, convolution},
     };
-    const struct {
-        const char *name;
-        HDIB (*dither)(HDIB, int);
-    } dithers[] = {{"DitherFS4", DitherFS4},       {"DitherBurkes", DitherBurkes}, {"DitherSierra", DitherSierra},
-                   {"DitherJJN", DitherJJN},       {"DitherStucki", DitherStucki}, {"DitherSA", DitherSA},
-                   {"DitherSharp", DitherSharp},   {"DitherSmooth", DitherSmooth}};
+    const std::pair<const char *, HDIB (*)(HDIB, const Args &, Outcome &)> dithers[] = {
+        {"DitherFS4", Dither<DitherFS4>}, {"DitherBurkes", Dither<DitherBurkes>}, {"DitherSierra", Dither<DitherSierra>},
+        {"DitherJJN", Dither<DitherJJN>}, {"DitherStucki", Dither<DitherStucki>}, {"DitherSA", Dither<DitherSA>},
+        {"DitherSharp", Dither<DitherSharp>}, {"DitherSmooth", Dither<DitherSmooth>}};
     for (const auto &d : dithers)
-        t.push_back({d.name, C::ImageStatus, 24, 0, Dither(d.dither, 4), nullptr, P::None, false, dither});
-    // Its own refusals leave the status as it was; DitherSierra's are those of a dither.
-    std::vector<DWORD> ordered = dither;
-    ordered.push_back(IMS_OK);
-    t.push_back({"DitherOrdered", C::ImageStatus, 8, 0,
-                 [](HGLOBAL image, int, HWND) { return One(DitherOrdered(image, 3), C::ImageStatus); },
-                 nullptr, P::None, false, ordered});
+        t.push_back({d.first, d.second, C::ImageStatus, 24, 0, A({4}), M::None, -1, P::None, false, ims});
+    // Its own refusals write nothing; DitherSierra, which it ends with, does.
+    t.push_back({"DitherOrdered", Dither<DitherOrdered>, C::ImageStatus, 8, 0, A({3}), M::None, -1, P::None, false,
+                 {kUntouched, IMS_NOMEMORY, IMS_LOCKFAILED}});
+    // Two more shapes of the image conversion: into CMYK, and from it.
+    t.push_back({"ConvertDIBColorSpace RGB to CMYK", Convert, C::ConvertError, 24, 0, A({MODEL_RGB, MODEL_CMYK}),
+                 M::ProgressFlag, -1, P::Bytes1500, false, {CCE_NONE, CCE_NOCMYKIMAGE}});
+    t.push_back({"ConvertDIBColorSpace CMYK to LAB", Convert, C::ConvertError, 32, 12, A({MODEL_CMYK, MODEL_LAB}),
+                 M::ProgressFlag, -1, P::Bytes1500, false, {CCE_NONE}});
     return t;
 }
 
@@ -126,14 +112,54 @@ const std::vector<ImageExport> &ImageExports() {
     return table;
 }
 
-HGLOBAL MakeImageFor(const ImageExport &e, int w, int h) {
-    return MakeDib(w, h, e.depth, [](int x, int y, int k) { return static_cast<BYTE>(37 * x + 11 * y + 91 * k); },
-                   -1, 0, e.compression);
+Outcome Invoke(const ImageExport &e, HDIB image, const Args &args) {
+    Outcome o;
+    o.errorCode = 12345;
+    HDIB r = e.invoke(image, args, o);
+    o.convertError = GetLastColorConvertError();
+    if (r && r == image) o.returnedCaller = true;
+    else if (r) o.results.push_back(r);
+    return o;
 }
 
-void FreeResults(const CallOutcome &o, HGLOBAL caller) {
-    for (HGLOBAL r : o.results)
-        if (r && r != caller) GlobalFree(r);
+Args WithMode(const ImageExport &e, int mode, HWND owner) {
+    Args g = e.typical;
+    g.owner = owner;
+    g.mode = e.modeArg == ModeArg::Mode           ? mode
+             : e.modeArg == ModeArg::ProgressFlag ? mode & 1
+             : e.modeArg == ModeArg::DialogFlag   ? (mode >> 1) & 1
+                                                  : 0;
+    return g;
+}
+
+HGLOBAL MakeImageFor(const ImageExport &e, int w, int h, uint32_t seed) {
+    const int64_t stride = (static_cast<int64_t>(w) * e.depth + 31) / 32 * 4;
+    const int entries = e.depth <= 8 ? 1 << e.depth : 0;
+    HGLOBAL block = GlobalAlloc(GHND, static_cast<SIZE_T>(40 + 4 * entries + stride * h));
+    BYTE *p = static_cast<BYTE *>(GlobalLock(block));
+    const BITMAPINFOHEADER hd = {40, w, h, 1, static_cast<WORD>(e.depth), e.compression,
+                                 static_cast<DWORD>(stride * h), 0, 0, 0, 0};
+    std::memcpy(p, &hd, sizeof hd);
+    for (int i = 0; i < entries; ++i) std::memset(p + 40 + 4 * i, i * 255 / (entries - 1), 3);
+    uint32_t s = 0x9E3779B9u * (seed | 1);
+    for (int64_t i = 0; i < stride * h; ++i) {
+        s ^= s << 13, s ^= s >> 17, s ^= s << 5;
+        p[40 + 4 * entries + i] = static_cast<BYTE>(s >> 24);
+    }
+    GlobalUnlock(block);
+    return block;
+}
+
+uint64_t BlockDigest(HGLOBAL block) {
+    uint64_t h = 1469598103934665603ull;
+    const BYTE *p = static_cast<const BYTE *>(GlobalLock(block));
+    for (SIZE_T i = 0, n = p ? GlobalSize(block) : 0; i < n; ++i) h = (h ^ p[i]) * 1099511628211ull;
+    if (p) GlobalUnlock(block);
+    return h;
+}
+
+void FreeResults(const Outcome &o) {
+    for (HGLOBAL r : o.results) GlobalFree(r);
 }
 
 } // namespace paxtest

@@ -1,74 +1,71 @@
-// Out of memory: both attempts at an allocation fail. Linked with GlobalAlloc
-// wrapped (Linux only), so a test can refuse a run of allocations in a row,
-// which the one-shot fault injection of the stand-in cannot.
+// Out of memory for good: from the Nth allocation on, every one is refused,
+// so a second attempt at an allocation fails too (the one-shot fault
+// injection of the stand-in cannot show that). Linked with GlobalAlloc
+// wrapped (Linux only).
 #include "census.h"
 #include "dib_builder.h"
+#include "image_exports.h"
 #include "thread_state.h"
 
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <algorithm>
 
 extern "C" HGLOBAL __real_GlobalAlloc(UINT flags, SIZE_T bytes);
 
 namespace {
-long g_skip = 0;   // allocations let through before refusing
-long g_refuse = 0; // allocations refused after that
+long g_calls = 0;         // allocations since the count was reset
+long g_refuseFrom = 0;    // the first refused one (0: none)
 } // namespace
 
 extern "C" HGLOBAL __wrap_GlobalAlloc(UINT flags, SIZE_T bytes) {
-    if (g_skip > 0) {
-        --g_skip;
-        return __real_GlobalAlloc(flags, bytes);
-    }
-    if (g_refuse > 0) {
-        --g_refuse;
-        return nullptr;
-    }
-    return __real_GlobalAlloc(flags, bytes);
+    ++g_calls;
+    return g_refuseFrom && g_calls >= g_refuseFrom ? nullptr : __real_GlobalAlloc(flags, bytes);
 }
 
 namespace {
 
-using paxtest::BlockBytes;
-using paxtest::ImsName;
+using namespace paxtest;
 
-// Each allocation that an operation makes, refused on both attempts: the
-// work block and the new image of a convolution (in place allocates the work
-// block only), and the result of brightness and contrast.
-TEST(ToneOutOfMemory, EveryAllocationRefusedTwice) {
-    HGLOBAL image = paxtest::MakeRandomDib24(6, 6, 1);
-    std::vector<BYTE> src = BlockBytes(image);
-    int code = 0;
-    struct Case {
-        const char *what;
-        long skip;
-        std::function<HDIB()> run;
-        std::function<DWORD()> status;
-    } cases[] = {
-        {"work block", 0, [&] { return ColorConvolution(image, 1, 0, CONV_MEAN, 3, nullptr, nullptr, &code, 0, nullptr); },
-         [&] { return static_cast<DWORD>(code); }},
-        {"new image", 1, [&] { return ColorConvolution(image, 1, 0, CONV_MEAN, 3, nullptr, nullptr, &code, 0, nullptr); },
-         [&] { return static_cast<DWORD>(code); }},
-        {"in place", 0, [&] { return ColorConvolution(image, 0, 0, CONV_MEAN, 3, nullptr, nullptr, &code, 0, nullptr); },
-         [&] { return static_cast<DWORD>(code); }},
-        {"adjusted", 0, [&] { return ColorBrightnessContrast(image, 5, 5, 0); },
-         [] { return GetThreadState()->imageStatus; }},
-    };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.what);
-        paxtest::Snapshot before = paxtest::TakeSnapshot();
-        g_skip = c.skip;
-        g_refuse = 2;
-        HDIB r = c.run();
-        g_skip = g_refuse = 0;
-        EXPECT_EQ(r, nullptr);
-        EXPECT_EQ(ImsName(c.status()), ImsName(IMS_NOMEMORY));
-        EXPECT_TRUE(BlockBytes(image) == src);
-        EXPECT_EQ(paxtest::LockCount(image), 0);
-        paxtest::ExpectCensus(before, 0, "out of memory");
+TEST(OutOfMemory, EveryExportFailsCleanlyFromEachAllocationOn) {
+    for (const ImageExport &e : ImageExports()) {
+        HGLOBAL image = MakeImageFor(e, 6, 6);
+        const std::vector<BYTE> source = BlockBytes(image);
+        g_calls = 0;
+        const Outcome clean = Invoke(e, image, e.typical);
+        const long allocations = g_calls;
+        const uint64_t want = BlockDigest(clean.results.empty() ? image : clean.results[0]);
+        FreeResults(clean);
+        EXPECT_GE(allocations, 1) << e.name;
+        for (long n = 1; n <= allocations; ++n) {
+            SCOPED_TRACE(testing::Message() << e.name << ", refused from allocation " << n);
+            const Snapshot before = TakeSnapshot();
+            GetThreadState()->imageStatus = kUntouched;
+            g_calls = 0;
+            g_refuseFrom = n;
+            const Outcome o = Invoke(e, image, e.typical);
+            g_refuseFrom = 0;
+            const DWORD code = e.channel == CodeChannel::ConvertError  ? o.convertError
+                               : e.channel == CodeChannel::ImageStatus ? GetThreadState()->imageStatus
+                                                                       : static_cast<DWORD>(o.errorCode);
+            // Either it fails with one of its codes, or it did without the
+            // block (a working buffer it can do without) and its result is the same.
+            if (o.ok()) {
+                EXPECT_EQ(code, 0u);
+                EXPECT_EQ(BlockDigest(o.results.empty() ? image : o.results[0]), want);
+            } else {
+                EXPECT_NE(std::find(e.failureCodes.begin(), e.failureCodes.end(), code), e.failureCodes.end())
+                    << code;
+            }
+            if (!e.writesCaller) {
+                EXPECT_TRUE(BlockBytes(image) == source);
+            }
+            EXPECT_EQ(LockCount(image), 0);
+            FreeResults(o);
+            ExpectCensus(before, 0, "out of memory");
+        }
+        GlobalFree(image);
     }
-    GlobalFree(image);
 }
 
 } // namespace

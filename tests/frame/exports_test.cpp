@@ -1,0 +1,665 @@
+// Every image export through the one table of tests/support: its checks in
+// order with their codes, hostile headers, injected allocation, lock and
+// file-open failures, the parameter dialog (confirmed, cancelled, missing),
+// the progress dialog's range and steps, Cancel and a dialog that cannot be
+// created. Each call must leave the caller's block as it was and unlocked,
+// and no block or lock behind.
+//
+// Built three times: beside the dialog double (PAX_DIALOGS 2), beside a build
+// of it without entries (1) and in a folder without any (0).
+#include "census.h"
+#include "dialogs.h"
+#include "dib_builder.h"
+#include "image_exports.h"
+#include "param_dialog.h"
+#include "thread_state.h"
+
+#include <gtest/gtest.h>
+
+#ifndef _WIN32
+#include "win32lite_test.h"
+#endif
+
+#include <algorithm>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+namespace {
+
+using namespace paxtest;
+
+ThreadState *State() { return GetThreadState(); }
+
+// The code the export left in its channel; the thread's channels are first
+// set to kUntouched so that "nothing stored" shows.
+DWORD CallExport(const ImageExport &e, HGLOBAL image, const Args &args, Outcome *out = nullptr) {
+    State()->convertError = kUntouched;
+    State()->imageStatus = kUntouched;
+    Outcome o = Invoke(e, image, args);
+    const DWORD code = e.channel == CodeChannel::ConvertError  ? State()->convertError
+                       : e.channel == CodeChannel::ImageStatus ? State()->imageStatus
+                                                               : static_cast<DWORD>(o.errorCode);
+    if (out) *out = o;
+    else FreeResults(o);
+    return code;
+}
+
+// One line of image_export_checks.txt: an argument changed, the image given
+// a defect, and the code expected (kAccepted: the call succeeds).
+constexpr DWORD kAccepted = 0xACCE;
+struct Check {
+    std::string line, defect;
+    int arg = -1;
+    int32_t value = 0, defectValue = 0;
+    DWORD code = 0;
+};
+std::map<std::string, std::vector<Check>> ReadChecks() {
+    std::map<std::string, DWORD> codes = {{"accepted", kAccepted}, {"untouched", kUntouched}};
+    for (DWORD c = 0; c < 32; ++c) codes[CceName(c)] = c, codes[ImsName(c)] = c;
+    std::map<std::string, std::vector<Check>> checks;
+    std::ifstream in(PAX_EXPORT_CHECKS);
+    EXPECT_TRUE(in.good()) << PAX_EXPORT_CHECKS;
+    for (std::string line; std::getline(in, line);) {
+        std::vector<std::string> f; // export, argument, defect, code
+        std::istringstream fields(line);
+        for (std::string field; std::getline(fields, field, '|');) {
+            const size_t from = field.find_first_not_of(' ');
+            f.push_back(field.substr(from, field.find_last_not_of(' ') + 1 - from));
+        }
+        if (line.empty() || line[0] == '#' || f.size() != 4) continue;
+        Check c{line, f[2]};
+        if (f[1] != "-") std::sscanf(f[1].c_str(), "a%d=%d", &c.arg, &c.value);
+        const size_t at = c.defect.find('=');
+        if (at != std::string::npos) {
+            c.defectValue = std::stoi(c.defect.substr(at + 1));
+            c.defect.resize(at);
+        }
+        EXPECT_EQ(codes.count(f[3]), 1u) << line;
+        c.code = codes[f[3]];
+        checks[f[0]].push_back(c);
+    }
+    return checks;
+}
+const std::map<std::string, std::vector<Check>> &Checks() {
+    static const auto checks = ReadChecks();
+    return checks;
+}
+
+// A caller's image with a defect.
+HGLOBAL ImageWith(const ImageExport &e, const std::string &defect, int32_t v, int w = 9, int h = 5) {
+    ImageExport shape = e;
+    if (defect == "depth") shape.depth = v;
+    if (defect == "tag") shape.compression = static_cast<DWORD>(v);
+    if (defect == "null") return nullptr;
+    if (defect == "unlockable") return GlobalAlloc(GHND, 0); // exists, cannot be locked
+    HGLOBAL image = MakeImageFor(shape, w, h);
+    auto *hd = static_cast<BITMAPINFOHEADER *>(GlobalLock(image));
+    if (defect == "header-size") hd->biSize = static_cast<DWORD>(v);
+    if (defect == "no-columns") hd->biWidth = 0;
+    if (defect == "rows-past-the-block") hd->biHeight += 1;
+    GlobalUnlock(image);
+    return image;
+}
+
+// Runs the export and holds it to the rules every call keeps.
+DWORD Checked(const ImageExport &e, HGLOBAL image, const Args &args, Outcome *out = nullptr) {
+    const std::vector<BYTE> before = image ? BlockBytes(image) : std::vector<BYTE>();
+    const Snapshot census = TakeSnapshot();
+    Outcome o;
+    const DWORD code = CallExport(e, image, args, &o);
+    if (image) {
+        EXPECT_EQ(LockCount(image), 0) << "caller's block left locked";
+        if (!e.writesCaller || (!o.ok() && !State()->cancelled)) {
+            EXPECT_TRUE(BlockBytes(image) == before) << "caller's block changed";
+        }
+    }
+    EXPECT_EQ(State()->progressDialog, nullptr);
+    if (out) *out = o;
+    else FreeResults(o);
+    ExpectCensus(census, out ? static_cast<long>(o.results.size()) : 0, "after the call");
+    return code;
+}
+
+TEST(Exports, RefuseInTheOrderOfTheirChecks) {
+    EXPECT_EQ(Checks().size(), ImageExports().size()) << "a line names no export of the table";
+    for (const ImageExport &e : ImageExports()) {
+        ASSERT_EQ(Checks().count(e.name), 1u) << e.name << " has no checks";
+        for (const Check &r : Checks().at(e.name)) {
+            SCOPED_TRACE(r.line);
+            HGLOBAL image = ImageWith(e, r.defect, r.defectValue);
+            Args args = e.typical;
+            if (r.arg >= 0) args.a[r.arg] = r.value;
+            Outcome o;
+            const DWORD code = Checked(e, image, args, &o);
+            EXPECT_EQ(o.ok(), r.code == kAccepted);
+            EXPECT_EQ(code, r.code == kAccepted ? 0 : r.code);
+            if (o.ok() && r.defect == "no-columns") {
+                EXPECT_EQ(BlockDigest(o.results[0]), BlockDigest(image)) << "no pixel to visit: a plain copy";
+            }
+            FreeResults(o);
+            if (image) GlobalFree(image);
+        }
+    }
+}
+
+// A 24-bit image may declare a colour table: its pixels follow the table, and
+// the result's rows are those of the same image without one.
+TEST(Exports, FindThePixelsAfterADeclaredColourTable) {
+    for (const ImageExport &e : ImageExports()) {
+        if (e.depth != 24 || e.compression || e.progress == ProgressShape::Rows5) continue; // the convolution
+        SCOPED_TRACE(e.name); // reads its rows right after the header
+        HGLOBAL plain = MakeImageFor(e, 5, 3), tabled = GlobalAlloc(GHND, GlobalSize(plain) + 16);
+        const std::vector<BYTE> bytes = BlockBytes(plain);
+        BYTE *p = static_cast<BYTE *>(GlobalLock(tabled));
+        std::copy(bytes.begin(), bytes.begin() + 40, p);
+        std::memset(p + 40, 0xA5, 16);
+        std::copy(bytes.begin() + 40, bytes.end(), p + 56);
+        reinterpret_cast<BITMAPINFOHEADER *>(p)->biClrUsed = 4;
+        GlobalUnlock(tabled);
+        Outcome a, b;
+        EXPECT_EQ(Checked(e, plain, e.typical, &a), 0u);
+        EXPECT_EQ(Checked(e, tabled, e.typical, &b), 0u);
+        std::vector<HGLOBAL> x = a.results, y = b.results;
+        if (e.writesCaller) x = {plain}, y = {tabled};
+        ASSERT_EQ(x.size(), y.size());
+        for (size_t i = 0; i < x.size(); ++i) {
+            const std::vector<BYTE> rows = BlockBytes(x[i]), withTable = BlockBytes(y[i]);
+            EXPECT_TRUE(std::equal(rows.begin() + 40, rows.end(), withTable.end() - (rows.size() - 40))) << i;
+        }
+        FreeResults(a);
+        FreeResults(b);
+        GlobalFree(plain);
+        GlobalFree(tabled);
+    }
+}
+
+// Dimensions at the edges of the 32-bit range, colour-table counts up to
+// 2^32 - 1, biSizeImage below the rows or beyond the block, and blocks too
+// small for a header: a code or a result, and nothing else. No call may walk
+// the rows of an image without columns, so the whole table runs in well under
+// a second.
+TEST(Exports, AnswerHostileHeadersWithACodeOrAResult) {
+    constexpr LONG kSides[] = {0, 1, 0x7FFF, 0x8000, 0x7FFFFFFF, INT_MIN, -1};
+#ifndef _WIN32
+    win32lite::LimitBlockSize(1u << 20); // a host with 1 MiB free: no result of gigabytes
+#endif
+    for (const ImageExport &e : ImageExports()) {
+        // A header that does not describe its block is refused as a bad argument.
+        std::vector<DWORD> codes = e.failureCodes;
+        codes.push_back(e.channel == CodeChannel::ConvertError ? DWORD{CCE_BADARGUMENT} : DWORD{IMS_BADPARAM});
+        for (const Check &r : Checks().at(e.name)) codes.push_back(r.code);
+        for (SIZE_T bytes : {0, 39, 40, 100})
+            for (LONG w : kSides)
+                for (LONG h : kSides)
+                    for (DWORD clrUsed : {0u, 1u, 0x80000000u, 0xFFFFFFFFu})
+                        for (DWORD sizeImage : {DWORD{0}, DWORD{1}, static_cast<DWORD>(bytes + 64)}) {
+                            if (bytes < 40 && (w || h || clrUsed || sizeImage)) continue;
+                            SCOPED_TRACE(testing::Message() << e.name << ": " << bytes << " bytes, " << w << " x "
+                                                            << h << ", table " << clrUsed << ", size " << sizeImage);
+                            HGLOBAL block = GlobalAlloc(GHND, bytes);
+                            BYTE *p = static_cast<BYTE *>(GlobalLock(block));
+                            for (SIZE_T i = 0; p && i < bytes; ++i) p[i] = static_cast<BYTE>(i * 29 + 7);
+                            const BITMAPINFOHEADER hd = {40, w, h, 1, static_cast<WORD>(e.depth), e.compression,
+                                                         sizeImage, 0, 0, clrUsed, 0};
+                            if (p) std::memcpy(p, &hd, std::min<SIZE_T>(bytes, sizeof hd));
+                            GlobalUnlock(block);
+                            Outcome o;
+                            const DWORD code = Checked(e, block, e.typical, &o);
+                            EXPECT_TRUE(o.ok() ? code == 0 : std::count(codes.begin(), codes.end(), code) > 0)
+                                << code;
+                            FreeResults(o);
+                            GlobalFree(block);
+                        }
+    }
+#ifndef _WIN32
+    win32lite::LimitBlockSize(0);
+#endif
+}
+
+// Each allocation, lock and file open made to fail in turn, with both
+// dialogs and without: the call fails with one of its codes (or succeeds on a
+// second attempt), and leaves the caller's block as it was, unlocked, and
+// nothing behind. tone/out_of_memory_test.cpp refuses every attempt.
+TEST(Exports, SurviveEveryInjectedFailure) {
+    if (!HaveCensus()) GTEST_SKIP() << "fault injection needs the Linux stand-in";
+    const std::string file = ExecutableFolder() + "filter.flt";
+    const char *filterFile = file.c_str();
+    FILE *f = std::fopen(filterFile, "wb");
+    const short kernel[10] = {1, 2, 1, 2, 4, 2, 1, 2, 1, 16};
+    std::fwrite(kernel, sizeof kernel, 1, f);
+    std::fclose(f);
+    for (const ImageExport &e : ImageExports())
+        for (int variant : {0, 3, 4}) {
+            if (variant == 4 && e.progress != ProgressShape::Rows5) continue;
+            SCOPED_TRACE(testing::Message() << e.name << " variant " << variant);
+            HGLOBAL image = MakeImageFor(e, 7, 4);
+            Args args = WithMode(e, variant & 3, MakeOwner());
+            if (variant == 4) args.a[1] = CONV_FILE, args.filterFile = filterFile;
+            DWORD code = 0;
+            auto op = [&] {
+                Outcome o;
+                code = CallExport(e, image, args, &o);
+                std::vector<HGLOBAL> made = o.results;
+                if (o.returnedCaller) made.push_back(image);
+                return made;
+            };
+            SweepCounts n = SweepFailures(op, {image}, e.writesCaller, [&](FailureKind, long, const auto &made) {
+                // A second attempt may get what the first did not: success is clean.
+                EXPECT_TRUE(made.empty() ? std::count(e.failureCodes.begin(), e.failureCodes.end(), code) > 0
+                                         : code == 0)
+                    << code;
+            });
+            EXPECT_GE(n.allocationPoints + n.lockPoints, 2);
+            EXPECT_EQ(n.fileOpenPoints, variant == 4 ? 1 : 0);
+            DestroyWindow(args.owner);
+            GlobalFree(image);
+        }
+    std::remove(filterFile);
+}
+
+// ---- The parameter dialog ---------------------------------------------------
+
+// A message posted to the owner before a call is dispatched by the first
+// progress step, while the dialog is open and the owner disabled.
+struct Probe {
+    bool delivered = false, dialogOpen = false, ownerEnabled = true;
+} g_probe;
+constexpr UINT kProbe = WM_USER + 77;
+LRESULT CALLBACK ProbeProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message == kProbe) g_probe = {true, State()->progressDialog != nullptr, IsWindowEnabled(window) != 0};
+#ifdef _WIN32
+    return DefWindowProcA(window, message, wParam, lParam);
+#else
+    return (void)wParam, (void)lParam, 0;
+#endif
+}
+
+
+// What each entry receives for the table's typical arguments, what the test
+// has it write back, and arguments of a plain call that give the same image.
+struct DialogCase {
+    int entry;
+    std::vector<double> received;
+    std::vector<std::pair<int, double>> writes;
+    Args same;
+    DWORD code; // of the run with the written values
+};
+Args A(std::initializer_list<int32_t> v) {
+    Args g;
+    std::copy(v.begin(), v.end(), g.a);
+    return g;
+}
+const DialogCase kDialogCases[] = {
+    // Hue units (40 degrees are 28), the range in hue units (120 is 85);
+    // back: 90 degrees, -20, 35, 300 to 60 degrees.
+    {DD_HUE_SATURATION, {28, 20, -10, 0, 85}, {{0, 63}, {1, -20}, {2, 35}, {3, 212}, {4, 42}},
+     A({90, -20, 35, 300, 60}), 0},
+    // Unchecked: 300 hue units are 45 (64 degrees) after a whole turn, a
+    // saturation of 1000 saturates as 255 does, 300..255 selects every hue.
+    {DD_HUE_SATURATION, {}, {{0, 300}, {1, 1000}, {2, 0}, {3, 300}, {4, 255}}, A({64, 255, 0, 0, 0}), 0},
+    {DD_DESATURATE, {}, {}, Args(), 0},
+    {DD_REPLACE_COLOR, {42, 10, 5}, {{0, 85}, {1, -30}, {2, 7}}, A({0x3264C8, 0x3C3C3C, 120, -30, 7}), 0},
+    {DD_CMYK_LEVELS, {1.2, 0.9, 1.05, 0.7}, {{0, 1.5}, {1, 0.5}, {2, 1.0}, {3, 2.0}}, A({50, -50, 0, 100}), 0},
+    {DD_CONTRAST, {25, -15}, {{0, -40}, {1, 60}}, A({-40, 60}), IMS_OK},
+    {DD_CONTRAST, {}, {{1, 101}}, Args(), IMS_BADPARAM},
+    {DD_GAMMA, {150, 80, 120}, {{0, 10}, {2, 500}}, A({10, 80, 500}), 0},
+    {DD_GAMMA, {}, {{1, 501}}, Args(), CCE_BADARGUMENT},
+    // By value: new image, intensity, type, size; the status variable is
+    // cleared on entry.
+    {DD_CONVOLUTION, {1, 1, CONV_SHARPEN, 3, 0, 0, 0}, {}, A({1, CONV_SHARPEN, 3}), IMS_OK},
+};
+
+class ParameterDialog : public testing::Test {
+protected:
+    void SetUp() override {
+#if PAX_DIALOGS == 0
+        ASSERT_FALSE(dlg_.loaded()) << "a dialog library beside the program";
+#else
+        ASSERT_TRUE(dlg_.loaded()) << "no dialog double beside " << ExecutableFolder();
+        ASSERT_EQ(dlg_.HasEntries(), PAX_DIALOGS == 2);
+#endif
+    }
+    DialogDouble dlg_;
+};
+
+// Modes 0 to 3 and two outside them: the dialog in 2 and 3 only, with the
+// caller's image, and what it confirms unchanged gives the plain result; a
+// missing library or entry stores CCE_NODIALOGENTRY and goes on. Cancel in the
+// dialog returns nothing, stores nothing, and opens no progress dialog.
+TEST_F(ParameterDialog, RunsInItsModesAndCancels) {
+    HWND owner = MakeOwner(ProbeProc);
+    for (const ImageExport &e : ImageExports()) {
+        if (e.dialog < 0) continue;
+        HGLOBAL image = MakeImageFor(e, 11, 4);
+        Outcome plain;
+        ASSERT_EQ(Checked(e, image, WithMode(e, 0), &plain), 0u) << e.name;
+        const uint64_t want = BlockDigest(plain.ok() && !e.writesCaller ? plain.results[0] : image);
+        FreeResults(plain);
+        for (int mode : {0, 1, 2, 3, 4, -1})
+            for (int result : {1, 0}) {
+                SCOPED_TRACE(testing::Message() << e.name << " mode " << mode << " dialog result " << result);
+                const bool asked = (e.modeArg == ModeArg::DialogFlag ? mode != 0 : mode == 2 || mode == 3);
+                const bool cancelled = asked && !result && PAX_DIALOGS == 2;
+                if (dlg_.loaded()) dlg_.Reset(), dlg_.SetResult(e.dialog, result);
+                if (e.writesCaller) {
+                    GlobalFree(image);
+                    image = MakeImageFor(e, 11, 4);
+                }
+                const bool progress = (mode == 1 || mode == 3) && e.progress != ProgressShape::None;
+                if (progress && !HaveDisplay()) continue;
+                Args args = e.typical;
+                args.mode = mode; // brightness and contrast: any nonzero flag
+                args.owner = owner;
+                g_probe = Probe();
+                PostMessageA(owner, kProbe, 0, 0);
+                Outcome o;
+                const DWORD code = Checked(e, image, args, &o);
+                EXPECT_EQ(o.ok(), !cancelled);
+                if (o.ok()) {
+                    EXPECT_EQ(BlockDigest(e.writesCaller ? image : o.results[0]), want);
+                }
+                const DWORD error = asked && PAX_DIALOGS < 2 ? DWORD{CCE_NODIALOGENTRY}
+                                    : e.channel == CodeChannel::ConvertError ? 0u
+                                                                             : kUntouched;
+                EXPECT_EQ(State()->convertError, error);
+                EXPECT_EQ(code, e.channel == CodeChannel::ConvertError ? error : 0u);
+                EXPECT_EQ(g_probe.delivered, progress && !cancelled) << "messages pumped only with progress";
+                MSG msg;
+                while (PeekMessageA(&msg, owner, kProbe, kProbe, PM_REMOVE)) {
+                }
+                if (PAX_DIALOGS == 2) {
+                    ASSERT_EQ(dlg_.CallCount(), asked ? 1 : 0);
+                    if (asked) {
+                        EXPECT_EQ(dlg_.Call(0).image, image) << "the dialog gets the caller's image";
+                    }
+                }
+                EXPECT_EQ(GetModuleHandleA("PAXDlgs.dll"), dlg_.module()) << "the library was not released";
+                FreeResults(o);
+            }
+        GlobalFree(image);
+    }
+    DestroyWindow(owner);
+}
+
+// What each dialog receives, and that the values it leaves are the ones used.
+TEST_F(ParameterDialog, ReceivesTheValuesAndItsAnswerIsUsed) {
+    if (PAX_DIALOGS != 2) GTEST_SKIP() << "needs the entries";
+    for (const DialogCase &c : kDialogCases) {
+        const ImageExport &e = *std::find_if(ImageExports().begin(), ImageExports().end(),
+                                             [&](const ImageExport &x) { return x.dialog == c.entry; });
+        SCOPED_TRACE(testing::Message() << e.name << ", " << c.writes.size() << " values written");
+        HGLOBAL image = MakeImageFor(e, 9, 5);
+        dlg_.Reset();
+        for (auto [argument, value] : c.writes) dlg_.SetValue(c.entry, argument, value);
+        Outcome viaDialog, direct;
+        const DWORD code = Checked(e, image, WithMode(e, 2), &viaDialog);
+        EXPECT_EQ(code, c.code);
+        ASSERT_EQ(dlg_.CallCount(), 1);
+        const DialogDoubleCall call = dlg_.Call(0);
+        EXPECT_EQ(call.entry, c.entry);
+        const int argumentCounts[DD_ENTRY_COUNT] = {2, 3, 7, 5, 0, 5, 4};
+        EXPECT_EQ(call.argumentCount, argumentCounts[c.entry]);
+        for (size_t i = 0; i < c.received.size(); ++i) {
+            const DialogDoubleArgument &a = call.arguments[i];
+            EXPECT_DOUBLE_EQ(a.kind == DD_INT32 || a.kind == DD_INT16 ? a.value : a.before, c.received[i]) << i;
+        }
+        if (c.code == 0) {
+            Args same = c.same;
+            same.mode = 0;
+            ASSERT_EQ(Checked(e, image, same, &direct), 0u);
+            ASSERT_TRUE(viaDialog.ok() && direct.ok());
+            EXPECT_EQ(BlockDigest(viaDialog.results[0]), BlockDigest(direct.results[0]));
+        }
+        FreeResults(viaDialog);
+        FreeResults(direct);
+        GlobalFree(image);
+    }
+}
+
+// The replace-colour entry gets the operation's copies of the colours, and
+// what it writes there is used.
+TEST_F(ParameterDialog, ReplaceColorGetsCopiesOfTheColours) {
+    if (PAX_DIALOGS != 2) GTEST_SKIP() << "needs the entries";
+    HGLOBAL image = MakeImageFor(ImageExports()[0], 9, 5);
+    const BYTE target[3] = {40, 90, 200}, tolerance[3] = {60, 80, 100};
+    dlg_.SetValue(DD_REPLACE_COLOR, 4, 0xFFFFFF);
+    HDIB wide = ReplaceColor(image, target, tolerance, 0, -255, 0, 2, nullptr);
+    DialogDoubleCall c = dlg_.Call(0);
+    for (int i : {3, 4}) {
+        EXPECT_NE(c.arguments[i].pointer, static_cast<const void *>(i == 3 ? target : tolerance)) << "a copy";
+        EXPECT_EQ(std::memcmp(c.arguments[i].bytesBefore, i == 3 ? target : tolerance, 3), 0);
+    }
+    EXPECT_EQ(tolerance[0], 60) << "the caller's colours are not written";
+    // A tolerance of 255 selects every pixel: everything loses its saturation.
+    HDIB grey = Desaturate(image, 0, nullptr);
+    EXPECT_EQ(BlockDigest(wide), BlockDigest(grey));
+    GlobalFree(wide);
+    GlobalFree(grey);
+    GlobalFree(image);
+}
+
+#ifndef _WIN32
+TEST(ParameterDialogLoader, LooksBesideTheProgramNotOnTheSearchPath) {
+    ASSERT_EQ(GetModuleHandleA("PAXDlgs.dll"), nullptr);
+    EXPECT_EQ(LoadLibraryA("PAXDlgs.dll"), nullptr);
+}
+#endif
+
+// The loader itself: the library beside the program only, released after
+// every outcome; arguments by value and pointer arrive in order and what the
+// entry writes comes back.
+TEST_F(ParameterDialog, LoaderFindsReleasesAndPassesArguments) {
+    const char *const names[] = {"CONTRASTUI",   "GammaCorrectionUI", "ColorConvUI",      "ColorHueSaturationUI",
+                                 "DesaturateUI", "ReplaceColorUI",    "ColorCMYKLevelsUI"};
+    HGLOBAL image = MakeRandomDib24(3, 2, 7);
+    for (int e = 0; e < DD_ENTRY_COUNT; ++e) {
+        if (dlg_.loaded()) {
+            EXPECT_EQ(GetProcAddress(dlg_.module(), names[e]) != nullptr, PAX_DIALOGS == 2);
+        }
+        int value = 5; // an entry that is called gets no argument but the image
+        const bool run = PAX_DIALOGS < 2 || e == DD_DESATURATE;
+        for (int result : {1, 0, -1}) {
+            if (!run) continue;
+            if (dlg_.loaded()) dlg_.Reset(), dlg_.SetResult(e, result);
+            State()->convertError = 0;
+            const DialogOutcome got = result < 0 ? RunParamDialog("NoSuchUI", image)
+                                      : PAX_DIALOGS < 2 ? RunParamDialog(names[e], image, &value)
+                                                        : RunParamDialog(names[e], image);
+            const bool missing = PAX_DIALOGS < 2 || result < 0;
+            EXPECT_EQ(got, missing ? DialogOutcome::Missing
+                           : result ? DialogOutcome::Confirmed
+                                    : DialogOutcome::Cancelled);
+            EXPECT_EQ(State()->convertError, missing ? DWORD{CCE_NODIALOGENTRY} : 0u);
+            EXPECT_EQ(value, 5);
+            EXPECT_EQ(GetModuleHandleA("PAXDlgs.dll"), dlg_.module()) << names[e] << " not released";
+            if (dlg_.loaded() && PAX_DIALOGS == 2) {
+                EXPECT_EQ(dlg_.CallCount(), result < 0 ? 0 : 1);
+            }
+        }
+    }
+    if (PAX_DIALOGS == 2) {
+        short coefficients[10] = {1, -2, 3, -4, 5, -6, 7, -8, 9, 11}, brightness = 10, contrast = -20;
+        int errorCode = 42;
+        dlg_.Reset();
+        dlg_.SetValue(DD_CONVOLUTION, 6, -5);
+        dlg_.SetValue(DD_CONTRAST, 1, -32768);
+        RunParamDialog("ColorConvUI", image, 1, -7, short{-300}, short{3}, "kernel.flt",
+                       static_cast<const short *>(coefficients), &errorCode);
+        RunParamDialog("CONTRASTUI", image, &brightness, &contrast);
+        const DialogDoubleCall c = dlg_.Call(0);
+        const int byValue[4] = {1, -7, -300, 3};
+        for (int i = 0; i < 4; ++i) EXPECT_EQ(c.arguments[i].value, byValue[i]) << i;
+        EXPECT_EQ(c.arguments[2].kind, DD_INT16);
+        EXPECT_STREQ(c.arguments[4].text, "kernel.flt");
+        ASSERT_EQ(c.arguments[5].listCount, 10);
+        EXPECT_EQ(std::memcmp(c.arguments[5].list, coefficients, sizeof coefficients), 0);
+        EXPECT_EQ(c.arguments[6].before, 42);
+        EXPECT_EQ(errorCode, -5);
+        EXPECT_EQ(brightness, 10);
+        EXPECT_EQ(contrast, -32768);
+    }
+    GlobalFree(image);
+}
+
+// ---- The progress dialog ----------------------------------------------------
+
+// Range and steps from the walk: {range max, steps} for a w x h image.
+std::pair<long, long> Expected(const ImageExport &e, long w, long h) {
+    const long n = e.typical.a[2];
+    long rows = 0;
+    for (long y = -n / 2; y < h + n / 2; ++y) rows += y % 5 == 0;
+    switch (e.progress) {
+    case ProgressShape::Bytes1500: {
+        const long total = (e.depth == 32 ? 4 * w : (3 * w + 3) / 4 * 4) * h;
+        return {(total + 1) / 1500 + 1, (total + 1499) / 1500};
+    }
+    case ProgressShape::Columns5: return {(w + 1) / 5 + 1, (w + 4) / 5};
+    case ProgressShape::Columns5Rounded: return {(w + 4) / 5 + 1, (w + 4) / 5};
+    default: return {(h - n + 4) / 5 + 1, rows};
+    }
+}
+
+class Progress : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!HaveDisplay()) GTEST_SKIP() << "no display for the dialog";
+        owner_ = MakeOwner(ProbeProc);
+    }
+    void TearDown() override { DestroyWindow(owner_); }
+    // Images whose walk has several steps: 1500-byte rows for the conversions.
+    static HGLOBAL Image(const ImageExport &e, int *w, int *h) {
+        *w = e.progress == ProgressShape::Bytes1500 ? (e.depth == 32 ? 375 : 500) : 23;
+        *h = e.progress == ProgressShape::Rows5 ? 12 : 3;
+        return MakeImageFor(e, *w, *h);
+    }
+    HWND owner_ = nullptr;
+    DialogDouble dlg_; // reset: every entry confirms
+};
+
+TEST_F(Progress, StepsOnItsUnitsWithTheOwnerDisabled) {
+    for (const ImageExport &e : ImageExports()) {
+        if (e.progress == ProgressShape::None) continue;
+        SCOPED_TRACE(e.name);
+        int w, h;
+        HGLOBAL image = Image(e, &w, &h);
+        Outcome plain, shown;
+        Checked(e, image, WithMode(e, 0), &plain);
+        HGLOBAL again = e.writesCaller ? Image(e, &w, &h) : nullptr;
+        g_probe = Probe();
+        PostMessageA(owner_, kProbe, 0, 0);
+        StepWatch watch;
+        EXPECT_EQ(Checked(e, again ? again : image, WithMode(e, 1, owner_), &shown), 0u);
+        EXPECT_EQ(std::make_pair(watch.RangeMax(), watch.Steps()), Expected(e, w, h));
+        EXPECT_TRUE(g_probe.delivered && g_probe.dialogOpen && !g_probe.ownerEnabled);
+        EXPECT_TRUE(IsWindowEnabled(owner_));
+        EXPECT_EQ(BlockDigest(again ? again : shown.results[0]), BlockDigest(e.writesCaller ? image : plain.results[0]));
+        FreeResults(plain);
+        FreeResults(shown);
+        GlobalFree(image);
+        if (again) GlobalFree(again);
+    }
+}
+
+// Cancel after the k-th step reaches the walk at the next step, which then
+// finds no bar: the call returns nothing and stores no code; the next call
+// clears the flag. In place, the rows filtered before the Cancel stay.
+TEST_F(Progress, CancelStopsTheWalkAtTheNextStep) {
+    for (const ImageExport &e : ImageExports()) {
+        if (e.progress == ProgressShape::None) continue;
+        for (long k : {1L, 2L}) {
+            SCOPED_TRACE(testing::Message() << e.name << " Cancel after step " << k);
+            int w, h;
+            HGLOBAL image = Image(e, &w, &h);
+            const std::vector<BYTE> source = BlockBytes(image);
+            Outcome o;
+            {
+                StepWatch watch(k);
+                EXPECT_EQ(Checked(e, image, WithMode(e, 3, owner_), &o), 0u);
+                EXPECT_EQ(watch.Steps(), k);
+            }
+            EXPECT_FALSE(o.ok());
+            EXPECT_EQ(State()->cancelled, 1u);
+            EXPECT_TRUE(IsWindowEnabled(owner_));
+            if (e.writesCaller) {
+                // Rows from the first stored one are filtered up to the step's row.
+                HGLOBAL whole = MakeImageFor(e, w, h);
+                Checked(e, whole, WithMode(e, 0));
+                const std::vector<BYTE> now = BlockBytes(image), filtered = BlockBytes(whole);
+                const long stride = (3 * w + 3) / 4 * 4, written = 5 * k - e.typical.a[2] / 2;
+                for (long r = 0; r < h; ++r)
+                    EXPECT_TRUE(std::equal(now.begin() + 40 + r * stride, now.begin() + 40 + (r + 1) * stride,
+                                           (r < written ? filtered : source).begin() + 40 + r * stride))
+                        << "row " << r;
+                GlobalFree(whole);
+            }
+            Outcome again; // the next call clears the flag
+            EXPECT_EQ(Checked(e, image, WithMode(e, 1, owner_), &again), 0u);
+            EXPECT_TRUE(again.ok() && !State()->cancelled);
+            FreeResults(again);
+            FreeResults(o);
+            GlobalFree(image);
+        }
+    }
+}
+
+// The buffer conversion steps on its source bytes by 1500: 3000 bytes step
+// at 0 and 1500 over a range of 3001 / 1500 + 1. Cancel after step k reaches
+// the walk at byte k x 1500, whose pixel still converts; the walk stops at the
+// next index. RGB to CMY complements: the converted part of a buffer of zeros
+// is the run of 255s at its start.
+TEST_F(Progress, BufferConversionStepsAndCancelIndex) {
+    const struct {
+        int from, count;
+        long cancelAfter, rangeMax, steps, returned, converted;
+    } cases[] = {{MODEL_RGB, 3000, 0, 3, 2, 3000, 3000},   {MODEL_RGB, 9000, 1, 7, 1, 1501, 1503},
+                 {MODEL_RGB, 9000, 5, 7, 5, 7501, 7503},   {MODEL_CMYK, 6000, 2, 5, 2, 3001, 751 * 3}};
+    for (const auto &c : cases) {
+        SCOPED_TRACE(testing::Message() << c.count << " bytes, Cancel after step " << c.cancelAfter);
+        std::vector<BYTE> source(static_cast<size_t>(c.count), 0), destination(9000, 0);
+        StepWatch watch(c.cancelAfter);
+        EXPECT_EQ(ConvertColorSpace(source.data(), destination.data(), c.count, c.from,
+                                    c.from == MODEL_RGB ? MODEL_CMY : MODEL_RGB, 1, owner_),
+                  c.returned);
+        EXPECT_EQ(std::make_pair(watch.RangeMax(), watch.Steps()), std::make_pair(c.rangeMax, c.steps));
+        EXPECT_EQ(std::find(destination.begin(), destination.end(), 0) - destination.begin(), c.converted);
+        EXPECT_EQ(GetLastColorConvertError(), 0u);
+        EXPECT_EQ(State()->cancelled, c.cancelAfter ? 1u : 0u);
+        EXPECT_TRUE(IsWindowEnabled(owner_));
+    }
+}
+
+// A progress dialog that cannot be created: the conversions store
+// CCE_NOPROGRESS, the adjustments nothing; the parameter dialog came first.
+TEST(ProgressDialogFailure, EveryExportFailsCleanly) {
+    if (!ArrangeCreationFailure()) GTEST_SKIP() << "dialog creation cannot be made to fail";
+    DialogDouble dlg;
+    HWND owner = MakeOwner();
+    for (const ImageExport &e : ImageExports()) {
+        if (e.progress == ProgressShape::None) continue;
+        SCOPED_TRACE(e.name);
+        HGLOBAL image = MakeImageFor(e, 6, 3);
+        if (dlg.loaded()) dlg.Reset();
+        Outcome o;
+        const DWORD code = Checked(e, image, WithMode(e, 3, owner), &o);
+        EXPECT_FALSE(o.ok());
+        const bool asked = e.dialog >= 0;
+        EXPECT_EQ(code, e.modeArg == ModeArg::ProgressFlag                              ? DWORD{CCE_NOPROGRESS}
+                        : asked && PAX_DIALOGS < 2 && e.channel == CodeChannel::ConvertError ? DWORD{CCE_NODIALOGENTRY}
+                                                                                             : 0u);
+        if (dlg.loaded() && PAX_DIALOGS == 2) {
+            EXPECT_EQ(dlg.CallCount(), asked ? 1 : 0);
+        }
+        if (owner) {
+            EXPECT_TRUE(IsWindowEnabled(owner));
+        }
+        GlobalFree(image);
+    }
+    if (owner) DestroyWindow(owner);
+    ResetDialogScript();
+}
+
+} // namespace
