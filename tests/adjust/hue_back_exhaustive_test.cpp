@@ -1,10 +1,17 @@
 // The way back from HSI of the hue adjustments (hsi_back.h) against
 // HSItoRGB over all 2^24 (H, S, I) values: one pixel at a time, and the
 // vector forms (SSE2, and AVX2 where the processor has it) over planes of 256
-// pixels, with a block that does not end on a multiple of four.
+// pixels, with a block that does not end on a multiple of four. Then the
+// whole hue move with every hue selected, over all colours in runs whose
+// blocks end at every offset.
 #include "hsi_back.h"
+#include "hue_fast.h"
+#include "hue_math.h"
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <vector>
 
 namespace {
 
@@ -49,6 +56,26 @@ TEST(HsiBack, VectorFormsEqualTheConversionForEveryValue) {
     ExpectKernelEqualsConversion(pax::HsiToBgrSse2(), "SSE2");
     if (pax::HsiToBgrAvx2()) ExpectKernelEqualsConversion(pax::HsiToBgrAvx2(), "AVX2");
     else GTEST_LOG_(INFO) << "AVX2 form not built or not supported here";
+}
+
+TEST(HueMove, EveryHueSelectedEqualsTheConversionsInRowsOfOddLength) {
+    std::vector<BYTE> in(size_t{3} << 24);
+    for (size_t i = 0; i < in.size(); ++i) in[i] = static_cast<BYTE>(i / 3 >> (8 * (i % 3)));
+    hueadjust::HueMoveRun run{};
+    run.shift = hueadjust::DegreesToHueUnits(30), run.saturation = 20, run.lightness = 10;
+    run.selectByHue = true, run.lo = 0, run.hi = 255;
+    run.Prepare();
+    std::vector<BYTE> fast(in.size()), straight(in);
+    constexpr int64_t kAll = int64_t{1} << 24, kRow = 4093;
+    for (int64_t at = 0; at < kAll; at += kRow) {
+        const int64_t n = std::min(kRow, kAll - at);
+        run.reference = false;
+        run.Run(in.data() + 3 * at, fast.data() + 3 * at, n);
+        run.reference = true;
+        run.Run(in.data() + 3 * at, straight.data() + 3 * at, n);
+    }
+    const auto diff = std::mismatch(fast.begin(), fast.end(), straight.begin());
+    EXPECT_TRUE(diff.first == fast.end()) << "colour " << (diff.first - fast.begin()) / 3;
 }
 
 } // namespace
