@@ -8,11 +8,12 @@
 //
 // - HSI by tables: the hue and saturation bytes of RGBtoHSI depend only on
 //   the integer max, min and the sector difference, so tables built with the
-//   very same double expressions give the same bytes (HsiForward); the way
-//   back takes h, s and l from tables of the same quotients and evaluates the
-//   rest as HSItoRGB does, one ramp per pixel, four or two pixels at a time
-//   in vector registers (hsi_back.h). Tests compare both with the exported
-//   conversions over every input.
+//   very same double expressions give the same bytes (HsiForward), whose
+//   indices are formed eight pixels at a time with AVX2; the way back takes
+//   h, s and l from tables of the same quotients and evaluates the rest as
+//   HSItoRGB does, one ramp per pixel, four (AVX2) or two (SSE2) pixels at a
+//   time in vector registers (hsi_back.h). Tests compare both with the
+//   exported conversions over every input.
 // - Desaturate: the grey is (max + min) / 2 in every byte (GreyTable proves
 //   that the way back gives exactly that), taken 16 pixels at a time on
 //   SSE2 from the interleaved bytes.
