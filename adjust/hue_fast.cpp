@@ -190,26 +190,41 @@ void HueMoveRun::Run(const BYTE *in, BYTE *out, int64_t count) const {
     alignas(16) uint32_t bgr[kMoveBlock + 4];
     while (count > 0) {
         const int block = static_cast<int>(std::min<int64_t>(count, kMoveBlock));
-        int x = vector ? HsiIndicesAvx2(in, block, count, hueAt, satAt, lightOf) : 0;
-        for (; x < block; ++x) HsiIndices(in + 3 * x, &hueAt[x], &satAt[x], &lightOf[x]);
         int n = 0;
-        for (x = 0; x < block; ++x) {
-            const BYTE *p = in + 3 * x;
-            const int b = p[0], g = p[1], r = p[2];
-            if (selectByHue || (b >= blueLo && b <= blueHi && g >= greenLo && g <= greenHi &&
-                                r >= redLo && r <= redHi)) {
-                const int moved = movedHue[hueTable[hueAt[x]]];
-                if (moved >= 0) {
-                    hue[n] = static_cast<BYTE>(moved);
-                    sat[n] = movedSaturation[forward.saturation[satAt[x]]];
-                    light[n] = movedLightness[lightOf[x]];
-                    at[n++] = 3 * x;
-                    continue;
+        // The selected pixels' moved HSI to the planes, given each pixel's HSI.
+        auto gather = [&](auto hsiOf) {
+            for (int x = 0; x < block; ++x) {
+                const BYTE *p = in + 3 * x;
+                const int b = p[0], g = p[1], r = p[2];
+                if (selectByHue || (b >= blueLo && b <= blueHi && g >= greenLo && g <= greenHi &&
+                                    r >= redLo && r <= redHi)) {
+                    BYTE hsi[3];
+                    hsiOf(x, r, g, b, hsi);
+                    const int moved = movedHue[hsi[0]];
+                    if (moved >= 0) {
+                        hue[n] = static_cast<BYTE>(moved);
+                        sat[n] = movedSaturation[hsi[1]];
+                        light[n] = movedLightness[hsi[2]];
+                        at[n++] = 3 * x;
+                        continue;
+                    }
                 }
+                // A pixel left alone is copied: the result holds no copy of it yet.
+                BYTE *q = out + 3 * x;
+                q[0] = p[0], q[1] = p[1], q[2] = p[2];
             }
-            // A pixel left alone is copied: the result holds no copy of it yet.
-            BYTE *q = out + 3 * x;
-            q[0] = p[0], q[1] = p[1], q[2] = p[2];
+        };
+        if (vector) {
+            int x = HsiIndicesAvx2(in, block, count, hueAt, satAt, lightOf);
+            for (; x < block; ++x) HsiIndices(in + 3 * x, &hueAt[x], &satAt[x], &lightOf[x]);
+            gather([&](int at, int, int, int, BYTE hsi[3]) {
+                hsi[0] = hueTable[hueAt[at]];
+                hsi[1] = forward.saturation[satAt[at]];
+                hsi[2] = static_cast<BYTE>(lightOf[at]);
+            });
+        } else {
+            // Without AVX2 the branches of one pass over the pixels are quicker.
+            gather([&](int, int r, int g, int b, BYTE hsi[3]) { forward.ConvertInline(r, g, b, hsi); });
         }
         for (int k = n; k < n + 4; ++k) hue[k] = sat[k] = light[k] = 0;
         back(hue, sat, light, bgr, n);

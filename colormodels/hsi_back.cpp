@@ -56,9 +56,10 @@ const HsiBackTables &HsiBackTablesOnce() {
 
 namespace {
 
-inline uint32_t Gather(const HsiBackTables &t, int hb, uint32_t value) {
-    return (value >> t.shift[hb][2] & 0xFF) | (value >> t.shift[hb][1] & 0xFF) << 8 |
-           (value >> t.shift[hb][0] & 0xFF) << 16;
+// The bytes of B, G and R among m2, m1 and the ramp's byte.
+inline uint32_t Gather(const HsiBackTables &t, int hb, const BYTE *value) {
+    const HsiBackTables::Take *take = t.take[hb];
+    return value[take[2]] | value[take[1]] << 8 | value[take[0]] << 16;
 }
 
 // Two pixels a step.
@@ -81,8 +82,10 @@ void HsiToBgrTwo(const BYTE *h, const BYTE *s, const BYTE *i, uint32_t *bgr, int
         const __m128i v1 = _mm_cvttpd_epi32(_mm_mul_pd(m1, scale));
         const __m128i vr = _mm_cvttpd_epi32(_mm_mul_pd(rampValue, scale));
         const __m128i packed = _mm_or_si128(v2, _mm_or_si128(_mm_slli_epi32(v1, 8), _mm_slli_epi32(vr, 16)));
-        bgr[k] = Gather(t, h[k], static_cast<uint32_t>(_mm_cvtsi128_si32(packed)));
-        bgr[k + 1] = Gather(t, h[k + 1], static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_srli_si128(packed, 4))));
+        alignas(16) BYTE value[16];
+        _mm_store_si128(reinterpret_cast<__m128i *>(value), packed);
+        bgr[k] = Gather(t, h[k], value);
+        bgr[k + 1] = Gather(t, h[k + 1], value + 4);
     }
 }
 
