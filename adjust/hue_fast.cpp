@@ -92,6 +92,44 @@ inline void HsiIndices(const BYTE *p, int32_t *hueAt, int32_t *satAt, int32_t *l
     *lightOf = sum >> 1;
 }
 
+// The same for 8 pixels at a time on 16-bit lanes with SSE2: every index
+// lies in 0..65535 (the hue's without its sector), so the products and sums
+// modulo 2^16 are the indices; the sector joins as the upper 16 bits.
+int HsiIndicesSse2(const BYTE *in, int block, int32_t *hueAt, int32_t *satAt, int32_t *lightOf) {
+    const __m128i zero = _mm_setzero_si128(), ones = _mm_set1_epi16(-1);
+    int x = 0;
+    for (; x + 8 <= block; x += 8) {
+        const BYTE *p = in + 3 * x;
+        const __m128i b = _mm_setr_epi16(p[0], p[3], p[6], p[9], p[12], p[15], p[18], p[21]);
+        const __m128i g = _mm_setr_epi16(p[1], p[4], p[7], p[10], p[13], p[16], p[19], p[22]);
+        const __m128i r = _mm_setr_epi16(p[2], p[5], p[8], p[11], p[14], p[17], p[20], p[23]);
+        const __m128i max = _mm_max_epi16(_mm_max_epi16(r, g), b);
+        const __m128i min = _mm_min_epi16(_mm_min_epi16(r, g), b);
+        const __m128i sum = _mm_add_epi16(max, min), d = _mm_sub_epi16(max, min);
+        const __m128i den = _mm_min_epi16(sum, _mm_sub_epi16(_mm_set1_epi16(510), sum));
+        const __m128i isR = _mm_cmpeq_epi16(r, max);
+        const __m128i isG = _mm_andnot_si128(isR, _mm_cmpeq_epi16(g, max));
+        const __m128i isB = _mm_andnot_si128(_mm_or_si128(isR, isG), ones);
+        const __m128i diff = _mm_or_si128(
+            _mm_and_si128(_mm_sub_epi16(g, b), isR),
+            _mm_or_si128(_mm_and_si128(_mm_sub_epi16(b, r), isG), _mm_and_si128(_mm_sub_epi16(r, g), isB)));
+        const __m128i sector = _mm_or_si128(_mm_and_si128(isG, _mm_set1_epi16(1)),
+                                            _mm_and_si128(isB, _mm_set1_epi16(2)));
+        const __m128i at = _mm_add_epi16(_mm_mullo_epi16(d, d), _mm_add_epi16(d, diff));
+        const __m128i sat = _mm_or_si128(_mm_slli_epi16(d, 8), den), light = _mm_srli_epi16(sum, 1);
+        __m128i *hueOut = reinterpret_cast<__m128i *>(hueAt + x);
+        __m128i *satOut = reinterpret_cast<__m128i *>(satAt + x);
+        __m128i *lightOut = reinterpret_cast<__m128i *>(lightOf + x);
+        _mm_storeu_si128(hueOut, _mm_unpacklo_epi16(at, sector));
+        _mm_storeu_si128(hueOut + 1, _mm_unpackhi_epi16(at, sector));
+        _mm_storeu_si128(satOut, _mm_unpacklo_epi16(sat, zero));
+        _mm_storeu_si128(satOut + 1, _mm_unpackhi_epi16(sat, zero));
+        _mm_storeu_si128(lightOut, _mm_unpacklo_epi16(light, zero));
+        _mm_storeu_si128(lightOut + 1, _mm_unpackhi_epi16(light, zero));
+    }
+    return x;
+}
+
 #if PAX_HAVE_AVX2_BUILD
 // The same for 8 pixels at a time, while 32 bytes can be read within the
 // run of `readable` pixels; returns the pixels done.
@@ -153,6 +191,7 @@ inline int PackAvx2(const uint32_t *, int, BYTE *) { return 0; }
 } // namespace
 
 void HueMoveRun::Prepare() {
+    avx2 = pax::HsiToBgrAvx2() != nullptr;
     for (int v = 0; v < 256; ++v) {
         movedHue[v] = static_cast<int16_t>(selectByHue && !HueInRange(v, lo, hi)
                                                ? -1
@@ -177,54 +216,41 @@ void HueMoveRun::Run(const BYTE *in, BYTE *out, int64_t count) const {
         }
         return;
     }
-    // Per block: the table indices of each pixel's HSI, without branches;
-    // the moved (H, S, I) of the selected pixels gathered into planes (the
-    // others copied); the way back of all of them at once, four or two in
-    // vector registers; then their bytes put in place.
+    // Per block: the table indices of each pixel's HSI, without branches,
+    // eight pixels at a time (AVX2 or SSE2); the moved (H, S, I) of the
+    // selected pixels gathered into planes (the others copied); the way back
+    // of all of them at once, four or two in vector registers; then their
+    // bytes put in place.
     const HsiForward &forward = ForwardTables();
     const BYTE *hueTable = forward.hue[0];
-    const pax::HsiToBgrKernel back = pax::HsiToBgr();
-    const bool vector = pax::ProcessorHasAvx2();
+    const bool vector = avx2;
+    const pax::HsiToBgrKernel back = vector ? pax::HsiToBgrAvx2() : pax::HsiToBgrSse2();
     int32_t hueAt[kMoveBlock], satAt[kMoveBlock], lightOf[kMoveBlock], at[kMoveBlock];
     alignas(16) BYTE hue[kMoveBlock + 4], sat[kMoveBlock + 4], light[kMoveBlock + 4];
     alignas(16) uint32_t bgr[kMoveBlock + 4];
     while (count > 0) {
         const int block = static_cast<int>(std::min<int64_t>(count, kMoveBlock));
+        int x = vector ? HsiIndicesAvx2(in, block, count, hueAt, satAt, lightOf)
+                       : HsiIndicesSse2(in, block, hueAt, satAt, lightOf);
+        for (; x < block; ++x) HsiIndices(in + 3 * x, &hueAt[x], &satAt[x], &lightOf[x]);
         int n = 0;
-        // The selected pixels' moved HSI to the planes, given each pixel's HSI.
-        auto gather = [&](auto hsiOf) {
-            for (int x = 0; x < block; ++x) {
-                const BYTE *p = in + 3 * x;
-                const int b = p[0], g = p[1], r = p[2];
-                if (selectByHue || (b >= blueLo && b <= blueHi && g >= greenLo && g <= greenHi &&
-                                    r >= redLo && r <= redHi)) {
-                    BYTE hsi[3];
-                    hsiOf(x, r, g, b, hsi);
-                    const int moved = movedHue[hsi[0]];
-                    if (moved >= 0) {
-                        hue[n] = static_cast<BYTE>(moved);
-                        sat[n] = movedSaturation[hsi[1]];
-                        light[n] = movedLightness[hsi[2]];
-                        at[n++] = 3 * x;
-                        continue;
-                    }
+        for (x = 0; x < block; ++x) {
+            const BYTE *p = in + 3 * x;
+            const int b = p[0], g = p[1], r = p[2];
+            if (selectByHue || (b >= blueLo && b <= blueHi && g >= greenLo && g <= greenHi &&
+                                r >= redLo && r <= redHi)) {
+                const int moved = movedHue[hueTable[hueAt[x]]];
+                if (moved >= 0) {
+                    hue[n] = static_cast<BYTE>(moved);
+                    sat[n] = movedSaturation[forward.saturation[satAt[x]]];
+                    light[n] = movedLightness[lightOf[x]];
+                    at[n++] = 3 * x;
+                    continue;
                 }
-                // A pixel left alone is copied: the result holds no copy of it yet.
-                BYTE *q = out + 3 * x;
-                q[0] = p[0], q[1] = p[1], q[2] = p[2];
             }
-        };
-        if (vector) {
-            int x = HsiIndicesAvx2(in, block, count, hueAt, satAt, lightOf);
-            for (; x < block; ++x) HsiIndices(in + 3 * x, &hueAt[x], &satAt[x], &lightOf[x]);
-            gather([&](int at, int, int, int, BYTE hsi[3]) {
-                hsi[0] = hueTable[hueAt[at]];
-                hsi[1] = forward.saturation[satAt[at]];
-                hsi[2] = static_cast<BYTE>(lightOf[at]);
-            });
-        } else {
-            // Without AVX2 the branches of one pass over the pixels are quicker.
-            gather([&](int, int r, int g, int b, BYTE hsi[3]) { forward.ConvertInline(r, g, b, hsi); });
+            // A pixel left alone is copied: the result holds no copy of it yet.
+            BYTE *q = out + 3 * x;
+            q[0] = p[0], q[1] = p[1], q[2] = p[2];
         }
         for (int k = n; k < n + 4; ++k) hue[k] = sat[k] = light[k] = 0;
         back(hue, sat, light, bgr, n);

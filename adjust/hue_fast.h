@@ -60,6 +60,7 @@ struct HueMoveRun {
     // alone), saturation and lightness. Prepare() fills them from the fields.
     int16_t movedHue[256];
     BYTE movedSaturation[256], movedLightness[256];
+    bool avx2; // the AVX2 forms; Prepare() sets it where they are built and the processor has them
     void Prepare();
     void Run(const BYTE *in, BYTE *out, int64_t count) const;
 };

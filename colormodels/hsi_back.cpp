@@ -134,9 +134,4 @@ HsiToBgrKernel HsiToBgrAvx2() {
     return nullptr;
 }
 
-HsiToBgrKernel HsiToBgr() {
-    static const HsiToBgrKernel kernel = HsiToBgrAvx2() ? HsiToBgrAvx2() : HsiToBgrSse2();
-    return kernel;
-}
-
 } // namespace pax

@@ -59,11 +59,10 @@ const HsiBackTables &HsiBackTablesOnce();
 
 // HSItoRGB of n pixels given as planes of H, S and I bytes: bgr[k] =
 // B | G << 8 | R << 16. The planes are read, and bgr written, up to the next
-// multiple of 4 pixels (the bytes beyond n may be any values). The form is
-// picked once for the processor; the SSE2 and AVX2 forms are named for the
-// tests (the AVX2 one is null where it is not built or the processor lacks it).
+// multiple of 4 pixels (the bytes beyond n may be any values). The SSE2 form
+// runs everywhere; the AVX2 one is null where it is not built (the Windows
+// build keeps SSE2) or the processor lacks AVX2.
 using HsiToBgrKernel = void (*)(const BYTE *h, const BYTE *s, const BYTE *i, uint32_t *bgr, int n);
-HsiToBgrKernel HsiToBgr();
 HsiToBgrKernel HsiToBgrSse2();
 HsiToBgrKernel HsiToBgrAvx2();
 

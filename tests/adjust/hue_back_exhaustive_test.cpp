@@ -3,7 +3,8 @@
 // most one ramp per hue: one pixel at a time, and the vector forms (SSE2, and
 // AVX2 where the processor has it) over planes of 256 pixels, some split
 // where 253 is not a multiple of four. Then the whole hue move with every
-// hue selected, over all colours in runs whose blocks end at every offset.
+// hue selected, over all colours in runs whose blocks end at every offset,
+// with the processor's forms and with the SSE2 ones.
 #include "hsi_back.h"
 #include "hue_fast.h"
 #include "hue_math.h"
@@ -49,17 +50,19 @@ TEST(HueMove, EveryHueSelectedEqualsTheConversionsInRowsOfOddLength) {
     run.shift = hueadjust::DegreesToHueUnits(30), run.saturation = 20, run.lightness = 10;
     run.selectByHue = true, run.lo = 0, run.hi = 255;
     run.Prepare();
-    std::vector<BYTE> fast(in.size()), straight(in);
+    std::vector<BYTE> straight(in);
     constexpr int64_t kAll = int64_t{1} << 24, kRow = 4093;
-    for (int64_t at = 0; at < kAll; at += kRow) {
-        const int64_t n = std::min(kRow, kAll - at);
-        run.reference = false;
-        run.Run(in.data() + 3 * at, fast.data() + 3 * at, n);
-        run.reference = true;
-        run.Run(in.data() + 3 * at, straight.data() + 3 * at, n);
+    run.reference = true;
+    for (int64_t at = 0; at < kAll; at += kRow)
+        run.Run(in.data() + 3 * at, straight.data() + 3 * at, std::min(kRow, kAll - at));
+    for (const bool avx2 : {run.avx2, false}) { // the processor's forms, then SSE2's
+        std::vector<BYTE> fast(in.size());
+        run.reference = false, run.avx2 = avx2;
+        for (int64_t at = 0; at < kAll; at += kRow)
+            run.Run(in.data() + 3 * at, fast.data() + 3 * at, std::min(kRow, kAll - at));
+        const auto diff = std::mismatch(fast.begin(), fast.end(), straight.begin());
+        EXPECT_TRUE(diff.first == fast.end()) << "AVX2 " << avx2 << ": colour " << (diff.first - fast.begin()) / 3;
     }
-    const auto diff = std::mismatch(fast.begin(), fast.end(), straight.begin());
-    EXPECT_TRUE(diff.first == fast.end()) << "colour " << (diff.first - fast.begin()) / 3;
 }
 
 } // namespace
