@@ -230,27 +230,48 @@ void HueMoveRun::Run(const BYTE *in, BYTE *out, int64_t count) const {
     alignas(16) uint32_t bgr[kMoveBlock + 4];
     while (count > 0) {
         const int block = static_cast<int>(std::min<int64_t>(count, kMoveBlock));
-        int x = vector ? HsiIndicesAvx2(in, block, count, hueAt, satAt, lightOf)
-                       : HsiIndicesSse2(in, block, hueAt, satAt, lightOf);
-        for (; x < block; ++x) HsiIndices(in + 3 * x, &hueAt[x], &satAt[x], &lightOf[x]);
         int n = 0;
-        for (x = 0; x < block; ++x) {
-            const BYTE *p = in + 3 * x;
-            const int b = p[0], g = p[1], r = p[2];
-            if (selectByHue || (b >= blueLo && b <= blueHi && g >= greenLo && g <= greenHi &&
-                                r >= redLo && r <= redHi)) {
-                const int moved = movedHue[hueTable[hueAt[x]]];
-                if (moved >= 0) {
-                    hue[n] = static_cast<BYTE>(moved);
-                    sat[n] = movedSaturation[forward.saturation[satAt[x]]];
-                    light[n] = movedLightness[lightOf[x]];
+        if (!vector && !selectByHue) {
+            // Without AVX2 the colour box is tested before the conversion it
+            // may not need, which is then made pixel by pixel (the box leaves
+            // every hue in range).
+            for (int x = 0; x < block; ++x) {
+                const BYTE *p = in + 3 * x;
+                const int b = p[0], g = p[1], r = p[2];
+                if (b >= blueLo && b <= blueHi && g >= greenLo && g <= greenHi && r >= redLo && r <= redHi) {
+                    BYTE hsi[3];
+                    forward.ConvertInline(r, g, b, hsi);
+                    hue[n] = static_cast<BYTE>(movedHue[hsi[0]]);
+                    sat[n] = movedSaturation[hsi[1]];
+                    light[n] = movedLightness[hsi[2]];
                     at[n++] = 3 * x;
-                    continue;
+                } else {
+                    BYTE *q = out + 3 * x;
+                    q[0] = p[0], q[1] = p[1], q[2] = p[2];
                 }
             }
-            // A pixel left alone is copied: the result holds no copy of it yet.
-            BYTE *q = out + 3 * x;
-            q[0] = p[0], q[1] = p[1], q[2] = p[2];
+        } else {
+            int x = vector ? HsiIndicesAvx2(in, block, count, hueAt, satAt, lightOf)
+                           : HsiIndicesSse2(in, block, hueAt, satAt, lightOf);
+            for (; x < block; ++x) HsiIndices(in + 3 * x, &hueAt[x], &satAt[x], &lightOf[x]);
+            for (x = 0; x < block; ++x) {
+                const BYTE *p = in + 3 * x;
+                const int b = p[0], g = p[1], r = p[2];
+                if (selectByHue || (b >= blueLo && b <= blueHi && g >= greenLo && g <= greenHi &&
+                                    r >= redLo && r <= redHi)) {
+                    const int moved = movedHue[hueTable[hueAt[x]]];
+                    if (moved >= 0) {
+                        hue[n] = static_cast<BYTE>(moved);
+                        sat[n] = movedSaturation[forward.saturation[satAt[x]]];
+                        light[n] = movedLightness[lightOf[x]];
+                        at[n++] = 3 * x;
+                        continue;
+                    }
+                }
+                // A pixel left alone is copied: the result holds no copy of it yet.
+                BYTE *q = out + 3 * x;
+                q[0] = p[0], q[1] = p[1], q[2] = p[2];
+            }
         }
         for (int k = n; k < n + 4; ++k) hue[k] = sat[k] = light[k] = 0;
         back(hue, sat, light, bgr, n);

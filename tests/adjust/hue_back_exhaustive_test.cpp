@@ -2,9 +2,8 @@
 // over all 2^24 (H, S, I) values, which also shows the tables' claim of at
 // most one ramp per hue: one pixel at a time, and the vector forms (SSE2, and
 // AVX2 where the processor has it) over planes of 256 pixels, some split
-// where 253 is not a multiple of four. Then the whole hue move with every
-// hue selected, over all colours in runs whose blocks end at every offset,
-// with the processor's forms and with the SSE2 ones.
+// where 253 is not a multiple of four. Then the whole hue move over all
+// colours in runs whose blocks end at every offset.
 #include "hsi_back.h"
 #include "hue_fast.h"
 #include "hue_math.h"
@@ -43,25 +42,32 @@ TEST(HsiBack, VectorFormsEqualTheConversionForEveryValue) {
     if (pax::HsiToBgrAvx2()) ExpectKernelEqualsConversion(pax::HsiToBgrAvx2(), "AVX2");
 }
 
-TEST(HueMove, EveryHueSelectedEqualsTheConversionsInRowsOfOddLength) {
+// Every hue selected, then a colour box, with the processor's forms and with
+// the SSE2 ones.
+TEST(HueMove, FastFormsEqualTheConversionsInRowsOfOddLength) {
     std::vector<BYTE> in(size_t{3} << 24);
     for (size_t k = 0; k < in.size(); ++k) in[k] = static_cast<BYTE>(k / 3 >> (8 * (k % 3)));
-    hueadjust::HueMoveRun run{};
-    run.shift = hueadjust::DegreesToHueUnits(30), run.saturation = 20, run.lightness = 10;
-    run.selectByHue = true, run.lo = 0, run.hi = 255;
-    run.Prepare();
-    std::vector<BYTE> straight(in);
+    hueadjust::HueMoveRun everyHue{}, box{};
+    everyHue.shift = hueadjust::DegreesToHueUnits(30), everyHue.saturation = 20, everyHue.lightness = 10;
+    everyHue.selectByHue = true, everyHue.lo = 0, everyHue.hi = 255;
+    box.shift = hueadjust::DegreesToHueUnits(90), box.saturation = 10, box.lightness = 5;
+    box.blueLo = box.greenLo = box.redLo = 68, box.blueHi = box.greenHi = box.redHi = 188;
     constexpr int64_t kAll = int64_t{1} << 24, kRow = 4093;
-    run.reference = true;
-    for (int64_t at = 0; at < kAll; at += kRow)
-        run.Run(in.data() + 3 * at, straight.data() + 3 * at, std::min(kRow, kAll - at));
-    for (const bool avx2 : {run.avx2, false}) { // the processor's forms, then SSE2's
-        std::vector<BYTE> fast(in.size());
-        run.reference = false, run.avx2 = avx2;
+    for (hueadjust::HueMoveRun run : {everyHue, box}) {
+        run.Prepare();
+        std::vector<BYTE> straight(in);
+        run.reference = true;
         for (int64_t at = 0; at < kAll; at += kRow)
-            run.Run(in.data() + 3 * at, fast.data() + 3 * at, std::min(kRow, kAll - at));
-        const auto diff = std::mismatch(fast.begin(), fast.end(), straight.begin());
-        EXPECT_TRUE(diff.first == fast.end()) << "AVX2 " << avx2 << ": colour " << (diff.first - fast.begin()) / 3;
+            run.Run(in.data() + 3 * at, straight.data() + 3 * at, std::min(kRow, kAll - at));
+        for (const bool avx2 : {run.avx2, false}) {
+            std::vector<BYTE> fast(in.size());
+            run.reference = false, run.avx2 = avx2;
+            for (int64_t at = 0; at < kAll; at += kRow)
+                run.Run(in.data() + 3 * at, fast.data() + 3 * at, std::min(kRow, kAll - at));
+            const auto diff = std::mismatch(fast.begin(), fast.end(), straight.begin());
+            EXPECT_TRUE(diff.first == fast.end()) << "by hue " << run.selectByHue << ", AVX2 " << avx2
+                                                  << ": colour " << (diff.first - fast.begin()) / 3;
+        }
     }
 }
 
