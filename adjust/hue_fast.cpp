@@ -4,8 +4,12 @@
 #include "hue_math.h"
 #include "reference.h"
 #include "simd_dispatch.h"
+#include "simd_select.h"
 
 #include <emmintrin.h>
+#if PAX_HAVE_AVX2_BUILD
+#include <immintrin.h>
+#endif
 
 #include <algorithm>
 
@@ -63,47 +67,131 @@ inline void HsiForward::ConvertInline(int r, int g, int b, BYTE hsi[3]) const {
     hsi[0] = hue[sector][d * d + d + diff];
 }
 
-// HueRamp's corrections and regions for x = h + 120, h and h - 120, with
-// h = H x 360 / 255.
-HsiBack::HsiBack() : unit(), region(), ramp() {
-    for (int v = 0; v < 256; ++v) unit[v] = v / 255.0;
-    for (int hb = 0; hb < 256; ++hb) {
-        const double h = hb * 360.0 / 255.0;
-        const double xs[3] = {h + 120, h, h - 120};
-        for (int ch = 0; ch < 3; ++ch) {
-            double x = xs[ch];
-            if (x > 360)
-                x = x - 360;
-            else if (x < 0)
-                x = x + 360;
-            if (x < 60) {
-                region[hb][ch] = Rising;
-                ramp[hb][ch] = x;
-            } else if (x < 180) {
-                region[hb][ch] = High;
-            } else if (x < 240) {
-                region[hb][ch] = Falling;
-                ramp[hb][ch] = 240 - x;
-            } else {
-                region[hb][ch] = Low;
-            }
-        }
-    }
-}
-
-void HsiBack::Convert(int h, int s, int i, BYTE rgb[3]) const { ConvertInline(h, s, i, rgb); }
-
 const HsiForward &ForwardTables() {
     static const HsiForward *tables = new HsiForward(); // kept for the process
     return *tables;
 }
 
-const HsiBack &BackTables() {
-    static const HsiBack tables;
-    return tables;
+const HsiBack &BackTables() { return pax::HsiBackTablesOnce(); }
+
+namespace {
+
+constexpr int kMoveBlock = 256;
+
+// The indices of a pixel's HSI in the tables of HsiForward, as
+// ConvertInline forms them, without branches: the sector by masks (red
+// first, then green), the saturation's denominator as min(sum, 510 - sum).
+inline void HsiIndices(const BYTE *p, int32_t *hueAt, int32_t *satAt, int32_t *lightOf) {
+    const int b = p[0], g = p[1], r = p[2];
+    const int max = Max3(r, g, b), min = Min3(r, g, b);
+    const int sum = max + min, d = max - min;
+    const int isR = -(r == max), isG = ~isR & -(g == max), isB = ~(isR | isG);
+    const int diff = ((g - b) & isR) | ((b - r) & isG) | ((r - g) & isB);
+    *hueAt = ((65536 & isG) | (131072 & isB)) + d * d + d + diff;
+    *satAt = d * 256 + std::min(sum, 510 - sum);
+    *lightOf = sum >> 1;
 }
 
+// The same for 8 pixels at a time on 16-bit lanes with SSE2: every index
+// lies in 0..65535 (the hue's without its sector), so the products and sums
+// modulo 2^16 are the indices; the sector joins as the upper 16 bits.
+int HsiIndicesSse2(const BYTE *in, int block, int32_t *hueAt, int32_t *satAt, int32_t *lightOf) {
+    const __m128i zero = _mm_setzero_si128(), ones = _mm_set1_epi16(-1);
+    int x = 0;
+    for (; x + 8 <= block; x += 8) {
+        const BYTE *p = in + 3 * x;
+        const __m128i b = _mm_setr_epi16(p[0], p[3], p[6], p[9], p[12], p[15], p[18], p[21]);
+        const __m128i g = _mm_setr_epi16(p[1], p[4], p[7], p[10], p[13], p[16], p[19], p[22]);
+        const __m128i r = _mm_setr_epi16(p[2], p[5], p[8], p[11], p[14], p[17], p[20], p[23]);
+        const __m128i max = _mm_max_epi16(_mm_max_epi16(r, g), b);
+        const __m128i min = _mm_min_epi16(_mm_min_epi16(r, g), b);
+        const __m128i sum = _mm_add_epi16(max, min), d = _mm_sub_epi16(max, min);
+        const __m128i den = _mm_min_epi16(sum, _mm_sub_epi16(_mm_set1_epi16(510), sum));
+        const __m128i isR = _mm_cmpeq_epi16(r, max);
+        const __m128i isG = _mm_andnot_si128(isR, _mm_cmpeq_epi16(g, max));
+        const __m128i isB = _mm_andnot_si128(_mm_or_si128(isR, isG), ones);
+        const __m128i diff = _mm_or_si128(
+            _mm_and_si128(_mm_sub_epi16(g, b), isR),
+            _mm_or_si128(_mm_and_si128(_mm_sub_epi16(b, r), isG), _mm_and_si128(_mm_sub_epi16(r, g), isB)));
+        const __m128i sector = _mm_or_si128(_mm_and_si128(isG, _mm_set1_epi16(1)),
+                                            _mm_and_si128(isB, _mm_set1_epi16(2)));
+        const __m128i at = _mm_add_epi16(_mm_mullo_epi16(d, d), _mm_add_epi16(d, diff));
+        const __m128i sat = _mm_or_si128(_mm_slli_epi16(d, 8), den), light = _mm_srli_epi16(sum, 1);
+        __m128i *hueOut = reinterpret_cast<__m128i *>(hueAt + x);
+        __m128i *satOut = reinterpret_cast<__m128i *>(satAt + x);
+        __m128i *lightOut = reinterpret_cast<__m128i *>(lightOf + x);
+        _mm_storeu_si128(hueOut, _mm_unpacklo_epi16(at, sector));
+        _mm_storeu_si128(hueOut + 1, _mm_unpackhi_epi16(at, sector));
+        _mm_storeu_si128(satOut, _mm_unpacklo_epi16(sat, zero));
+        _mm_storeu_si128(satOut + 1, _mm_unpackhi_epi16(sat, zero));
+        _mm_storeu_si128(lightOut, _mm_unpacklo_epi16(light, zero));
+        _mm_storeu_si128(lightOut + 1, _mm_unpackhi_epi16(light, zero));
+    }
+    return x;
+}
+
+#if PAX_HAVE_AVX2_BUILD
+// The same for 8 pixels at a time, while 32 bytes can be read within the
+// run of `readable` pixels; returns the pixels done.
+PAX_AVX2 int HsiIndicesAvx2(const BYTE *in, int block, int64_t readable, int32_t *hueAt,
+                            int32_t *satAt, int32_t *lightOf) {
+    // Pixels 0..3 to the low lane, 4..7 to the high one, then each channel's
+    // bytes to the 32-bit lanes.
+    const __m256i spread = _mm256_setr_epi32(0, 1, 2, 2, 3, 4, 5, 5);
+    const __m256i blue = _mm256_setr_epi8(0, -1, -1, -1, 3, -1, -1, -1, 6, -1, -1, -1, 9, -1, -1, -1,
+                                          0, -1, -1, -1, 3, -1, -1, -1, 6, -1, -1, -1, 9, -1, -1, -1);
+    const __m256i green = _mm256_add_epi8(blue, _mm256_set1_epi32(1));
+    const __m256i red = _mm256_add_epi8(blue, _mm256_set1_epi32(2));
+    const __m256i ones = _mm256_set1_epi32(-1);
+    int x = 0;
+    for (; x + 8 <= block && x + 11 <= readable; x += 8) {
+        const __m256i raw = _mm256_permutevar8x32_epi32(
+            _mm256_loadu_si256(reinterpret_cast<const __m256i *>(in + 3 * x)), spread);
+        const __m256i b = _mm256_shuffle_epi8(raw, blue), g = _mm256_shuffle_epi8(raw, green),
+                      r = _mm256_shuffle_epi8(raw, red);
+        const __m256i max = _mm256_max_epi32(_mm256_max_epi32(r, g), b);
+        const __m256i min = _mm256_min_epi32(_mm256_min_epi32(r, g), b);
+        const __m256i sum = _mm256_add_epi32(max, min), d = _mm256_sub_epi32(max, min);
+        const __m256i den = _mm256_min_epi32(sum, _mm256_sub_epi32(_mm256_set1_epi32(510), sum));
+        const __m256i isR = _mm256_cmpeq_epi32(r, max);
+        const __m256i isG = _mm256_andnot_si256(isR, _mm256_cmpeq_epi32(g, max));
+        const __m256i isB = _mm256_andnot_si256(_mm256_or_si256(isR, isG), ones);
+        const __m256i diff = _mm256_or_si256(
+            _mm256_and_si256(_mm256_sub_epi32(g, b), isR),
+            _mm256_or_si256(_mm256_and_si256(_mm256_sub_epi32(b, r), isG),
+                            _mm256_and_si256(_mm256_sub_epi32(r, g), isB)));
+        const __m256i sector = _mm256_or_si256(_mm256_and_si256(isG, _mm256_set1_epi32(65536)),
+                                               _mm256_and_si256(isB, _mm256_set1_epi32(131072)));
+        const __m256i at = _mm256_add_epi32(
+            _mm256_add_epi32(sector, _mm256_mullo_epi32(d, d)), _mm256_add_epi32(d, diff));
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(hueAt + x), at);
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(satAt + x),
+                            _mm256_add_epi32(_mm256_slli_epi32(d, 8), den));
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(lightOf + x), _mm256_srli_epi32(sum, 1));
+    }
+    return x;
+}
+
+// B | G << 8 | R << 16 of n pixels to 3 bytes each, 4 pixels a step with
+// 16-byte stores (the 4 bytes beyond each are written again by the next);
+// returns the pixels done, the last ones left to the caller.
+PAX_AVX2 int PackAvx2(const uint32_t *bgr, int n, BYTE *out) {
+    const __m128i squeeze = _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
+    int k = 0;
+    for (; k + 8 <= n; k += 4)
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(out + 3 * k),
+                         _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i *>(bgr + k)), squeeze));
+    return k;
+}
+#else
+inline int HsiIndicesAvx2(const BYTE *, int, int64_t, int32_t *, int32_t *, int32_t *) { return 0; }
+inline int PackAvx2(const uint32_t *, int, BYTE *) { return 0; }
+#endif
+
+} // namespace
+
 void HueMoveRun::Prepare() {
+    avx2 = pax::HsiToBgrAvx2() != nullptr;
     for (int v = 0; v < 256; ++v) {
         movedHue[v] = static_cast<int16_t>(selectByHue && !HueInRange(v, lo, hi)
                                                ? -1
@@ -128,28 +216,72 @@ void HueMoveRun::Run(const BYTE *in, BYTE *out, int64_t count) const {
         }
         return;
     }
+    // Per block: the table indices of each pixel's HSI, without branches,
+    // eight pixels at a time (AVX2 or SSE2); the moved (H, S, I) of the
+    // selected pixels gathered into planes (the others copied); the way back
+    // of all of them at once, four or two in vector registers; then their
+    // bytes put in place.
     const HsiForward &forward = ForwardTables();
-    const HsiBack &back = BackTables();
-    for (int64_t x = 0; x < count; ++x, in += 3, out += 3) {
-        const int b = in[0], g = in[1], r = in[2];
-        // A pixel left alone is copied: the result holds no copy of it yet.
-        if (!selectByHue && !(b >= blueLo && b <= blueHi && g >= greenLo && g <= greenHi &&
-                              r >= redLo && r <= redHi)) {
-            out[0] = in[0], out[1] = in[1], out[2] = in[2];
-            continue; // the box is tested before the conversion it does not need
+    const BYTE *hueTable = forward.hue[0];
+    const bool vector = avx2;
+    const pax::HsiToBgrKernel back = vector ? pax::HsiToBgrAvx2() : pax::HsiToBgrSse2();
+    int32_t hueAt[kMoveBlock], satAt[kMoveBlock], lightOf[kMoveBlock], at[kMoveBlock];
+    alignas(16) BYTE hue[kMoveBlock + 4], sat[kMoveBlock + 4], light[kMoveBlock + 4];
+    alignas(16) uint32_t bgr[kMoveBlock + 4];
+    while (count > 0) {
+        const int block = static_cast<int>(std::min<int64_t>(count, kMoveBlock));
+        int n = 0;
+        if (!vector && !selectByHue) {
+            // Without AVX2 the colour box is tested before the conversion it
+            // may not need, which is then made pixel by pixel (the box leaves
+            // every hue in range).
+            for (int x = 0; x < block; ++x) {
+                const BYTE *p = in + 3 * x;
+                const int b = p[0], g = p[1], r = p[2];
+                if (b >= blueLo && b <= blueHi && g >= greenLo && g <= greenHi && r >= redLo && r <= redHi) {
+                    BYTE hsi[3];
+                    forward.ConvertInline(r, g, b, hsi);
+                    hue[n] = static_cast<BYTE>(movedHue[hsi[0]]);
+                    sat[n] = movedSaturation[hsi[1]];
+                    light[n] = movedLightness[hsi[2]];
+                    at[n++] = 3 * x;
+                } else {
+                    BYTE *q = out + 3 * x;
+                    q[0] = p[0], q[1] = p[1], q[2] = p[2];
+                }
+            }
+        } else {
+            int x = vector ? HsiIndicesAvx2(in, block, count, hueAt, satAt, lightOf)
+                           : HsiIndicesSse2(in, block, hueAt, satAt, lightOf);
+            for (; x < block; ++x) HsiIndices(in + 3 * x, &hueAt[x], &satAt[x], &lightOf[x]);
+            for (x = 0; x < block; ++x) {
+                const BYTE *p = in + 3 * x;
+                const int b = p[0], g = p[1], r = p[2];
+                if (selectByHue || (b >= blueLo && b <= blueHi && g >= greenLo && g <= greenHi &&
+                                    r >= redLo && r <= redHi)) {
+                    const int moved = movedHue[hueTable[hueAt[x]]];
+                    if (moved >= 0) {
+                        hue[n] = static_cast<BYTE>(moved);
+                        sat[n] = movedSaturation[forward.saturation[satAt[x]]];
+                        light[n] = movedLightness[lightOf[x]];
+                        at[n++] = 3 * x;
+                        continue;
+                    }
+                }
+                // A pixel left alone is copied: the result holds no copy of it yet.
+                BYTE *q = out + 3 * x;
+                q[0] = p[0], q[1] = p[1], q[2] = p[2];
+            }
         }
-        BYTE hsi[3];
-        forward.ConvertInline(r, g, b, hsi);
-        const int hue = movedHue[hsi[0]];
-        if (hue < 0) {
-            out[0] = in[0], out[1] = in[1], out[2] = in[2];
-            continue;
+        for (int k = n; k < n + 4; ++k) hue[k] = sat[k] = light[k] = 0;
+        back(hue, sat, light, bgr, n);
+        int k = vector && n == block ? PackAvx2(bgr, n, out) : 0;
+        for (; k < n; ++k) {
+            BYTE *q = out + at[k];
+            const uint32_t v = bgr[k];
+            q[0] = static_cast<BYTE>(v), q[1] = static_cast<BYTE>(v >> 8), q[2] = static_cast<BYTE>(v >> 16);
         }
-        BYTE rgb[3];
-        back.ConvertInline(hue, movedSaturation[hsi[1]], movedLightness[hsi[2]], rgb);
-        out[0] = rgb[2];
-        out[1] = rgb[1];
-        out[2] = rgb[0];
+        in += 3 * block, out += 3 * block, count -= block;
     }
 }
 

@@ -8,10 +8,12 @@
 //
 // - HSI by tables: the hue and saturation bytes of RGBtoHSI depend only on
 //   the integer max, min and the sector difference, so tables built with the
-//   very same double expressions give the same bytes (HsiForward); the way
-//   back takes h, s and l from tables of the same quotients and evaluates the
-//   rest as HSItoRGB does, one ramp per pixel (HsiBack). A test compares both
-//   with the exported conversions over every input.
+//   very same double expressions give the same bytes (HsiForward), whose
+//   indices are formed eight pixels at a time with AVX2; the way back takes
+//   h, s and l from tables of the same quotients and evaluates the rest as
+//   HSItoRGB does, one ramp per pixel, four (AVX2) or two (SSE2) pixels at a
+//   time in vector registers (hsi_back.h). Tests compare both with the
+//   exported conversions over every input.
 // - Desaturate: the grey is (max + min) / 2 in every byte (GreyTable proves
 //   that the way back gives exactly that), taken 16 pixels at a time on
 //   SSE2 from the interleaved bytes.
@@ -21,6 +23,7 @@
 #define PAX_ADJUST_HUE_FAST_H
 
 #include "desaturate.h"
+#include "hsi_back.h"
 #include "paximage.h"
 
 #include <cstdint>
@@ -37,34 +40,9 @@ struct HsiForward {
     inline void ConvertInline(int r, int g, int b, BYTE hsi[3]) const;
 };
 
-// HSItoRGB with h, s and l taken from tables and the region of each channel
-// known per hue byte.
-struct HsiBack {
-    HsiBack();
-    double unit[256]; // v / 255.0
-    enum Region : BYTE { Rising, High, Falling, Low };
-    Region region[256][3]; // per hue byte, per channel R, G, B
-    double ramp[256][3];   // x, or 240 - x, where the channel ramps
-    void Convert(int h, int s, int i, BYTE rgb[3]) const;
-    // The same, for the loops: the three region values are worked out
-    // first and each channel picks its own. m1 and m2 lie in 0..1 up to
-    // rounding, and a ramp between them, so every value times 255 lies well
-    // inside -1..256, where truncation gives what ClampToByte gives.
-    void ConvertInline(int h, int s, int i, BYTE rgb[3]) const {
-        const double l = unit[i], sat = unit[s];
-        const double m2 = l <= 0.5 ? (sat + 1) * l : l + sat - l * sat;
-        const double m1 = l + l - m2;
-        BYTE value[4];
-        value[High] = static_cast<BYTE>(static_cast<int>(m2 * 255));
-        value[Low] = static_cast<BYTE>(static_cast<int>(m1 * 255));
-        for (int ch = 0; ch < 3; ++ch) {
-            const Region r = region[h][ch];
-            if (r == Rising || r == Falling)
-                value[r] = static_cast<BYTE>(static_cast<int>(((m2 - m1) * ramp[h][ch] / 60 + m1) * 255));
-            rgb[ch] = value[r];
-        }
-    }
-};
+// HSItoRGB with h, s and l taken from tables and what each channel takes
+// (m2, m1 or the hue's one ramp) known per hue byte (hsi_back.h).
+using HsiBack = pax::HsiBackTables;
 
 // The tables of the process, built on first use.
 const HsiForward &ForwardTables();
@@ -82,6 +60,7 @@ struct HueMoveRun {
     // alone), saturation and lightness. Prepare() fills them from the fields.
     int16_t movedHue[256];
     BYTE movedSaturation[256], movedLightness[256];
+    bool avx2; // the AVX2 forms; Prepare() sets it where they are built and the processor has them
     void Prepare();
     void Run(const BYTE *in, BYTE *out, int64_t count) const;
 };

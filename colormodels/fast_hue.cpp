@@ -14,6 +14,7 @@
 // (the sector, f and 1 - f of a hue byte, byte / 255, the places of the three
 // HSI channels on the hue ramp) taken from tables filled by those operations,
 // and the choice of sector made by index instead of by branches.
+#include "hsi_back.h"
 #include "hue.h"
 #include "run_kernels.h"
 #include "simd_select.h"
@@ -35,7 +36,8 @@ struct HueTables {
     double f[256], oneMinusF[256];
     int pickAt[256][3]; // offsets of R, G, B among the v, p, q, t planes
     // HSI: per hue byte and channel (R, G, B), where the channel lies on the
-    // ramp: 0 rising or falling with argument arg, 1 at m2, 2 at m1.
+    // ramp (from hsi_back.h): 0 rising or falling with argument arg, 1 at m2,
+    // 2 at m1.
     int rampKind[256][3];
     double rampArg[256][3], atM2[256][3], atM1[256][3]; // 1.0 where the kind is 1 or 2
 
@@ -60,27 +62,11 @@ struct HueTables {
             f[v] = h - sector[v];
             oneMinusF[v] = 1 - f[v];
             for (int k = 0; k < 3; ++k) pickAt[v][k] = kHsvPick[sector[v]][k] * kRunBlock;
-            const double degrees = v * 360.0 / 255.0;
-            const double at[3] = {degrees + 120, degrees, degrees - 120};
+            const HsiBackTables &back = HsiBackTablesOnce();
             for (int k = 0; k < 3; ++k) {
-                double x = at[k];
-                if (x > 360)
-                    x = x - 360;
-                else if (x < 0)
-                    x = x + 360;
-                if (x < 60) {
-                    rampKind[v][k] = 0;
-                    rampArg[v][k] = x;
-                } else if (x < 180) {
-                    rampKind[v][k] = 1;
-                    rampArg[v][k] = 0;
-                } else if (x < 240) {
-                    rampKind[v][k] = 0;
-                    rampArg[v][k] = 240 - x;
-                } else {
-                    rampKind[v][k] = 2;
-                    rampArg[v][k] = 0;
-                }
+                const HsiBackTables::Region region = back.region[v][k];
+                rampKind[v][k] = region == HsiBackTables::High ? 1 : region == HsiBackTables::Low ? 2 : 0;
+                rampArg[v][k] = back.ramp[v][k];
                 atM2[v][k] = rampKind[v][k] == 1 ? 1.0 : 0.0;
                 atM1[v][k] = rampKind[v][k] == 2 ? 1.0 : 0.0;
             }
