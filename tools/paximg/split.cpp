@@ -59,7 +59,9 @@ int RunSplit(const std::vector<std::string> &args) {
     std::vector<std::pair<std::string, std::vector<uint8_t>>> files;
     for (size_t k = 0; k < channels.size(); ++k) {
         const std::string path = ChannelPath(out, names[k]);
-        files.emplace_back(path, Extension(out) == ".png" ? EncodePng(channels[k].get())
+        // A channel comes back as a 24-bit image with R = G = B; a PNG is
+        // written with one grey channel (the luma of a grey is that grey).
+        files.emplace_back(path, Extension(out) == ".png" ? EncodePng(ToGrey8(channels[k].get()).get())
                                                           : EncodeBmp(channels[k].get()));
     }
     for (size_t k = 0; k < files.size(); ++k) {
