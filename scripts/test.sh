@@ -34,6 +34,17 @@ fuzz() { # target: 20 seconds from the seeds; a finding is kept in build/fuzz/fo
     fi
 }
 rm -rf build/fuzz/corpus build/fuzz/work && fuzz/make_corpus.py build/fuzz/corpus
-for target in image_ops faults buffer filter_file values; do run fuzz "$target"; done
+# Two targets at a time, one per core.
+fuzz_two() {
+    local rc=0
+    fuzz "$1" &
+    local first=$!
+    if [ -n "${2:-}" ]; then fuzz "$2" || rc=1; fi
+    wait "$first" || rc=1
+    return "$rc"
+}
+run fuzz_two image_ops faults
+run fuzz_two buffer filter_file
+run fuzz_two values
 echo "suites: $passed passed, $failed failed"
 [ "$failed" -eq 0 ]
