@@ -26,7 +26,6 @@
 #include <cstring>
 #include <fstream>
 #include <map>
-#include <sstream>
 
 namespace {
 
@@ -73,35 +72,29 @@ struct Check {
     int32_t value = 0, defectValue = 0;
     DWORD code = 0;
 };
-std::map<std::string, std::vector<Check>> ReadChecks() {
-    std::map<std::string, DWORD> codes = {{"accepted", kAccepted}, {"untouched", kUntouched}};
-    for (DWORD c = 0; c < 32; ++c) codes[CceName(c)] = c, codes[ImsName(c)] = c;
-    std::map<std::string, std::vector<Check>> checks;
-    std::ifstream in(PAX_EXPORT_CHECKS);
-    EXPECT_TRUE(in.good()) << PAX_EXPORT_CHECKS;
-    for (std::string line; std::getline(in, line);) {
-        std::vector<std::string> f; // export, argument, defect, code
-        std::istringstream fields(line);
-        for (std::string field; std::getline(fields, field, '|');) {
-            const size_t from = field.find_first_not_of(' ');
-            f.push_back(field.substr(from, field.find_last_not_of(' ') + 1 - from));
-        }
-        if (line.empty() || line[0] == '#' || f.size() != 4) continue;
-        Check c{line, f[2]};
-        if (f[1] != "-") std::sscanf(f[1].c_str(), "a%d=%d", &c.arg, &c.value);
-        const size_t at = c.defect.find('=');
-        if (at != std::string::npos) {
-            c.defectValue = std::stoi(c.defect.substr(at + 1));
-            c.defect.resize(at);
-        }
-        EXPECT_EQ(codes.count(f[3]), 1u) << line;
-        c.code = codes[f[3]];
-        checks[f[0]].push_back(c);
-    }
-    return checks;
-}
 const std::map<std::string, std::vector<Check>> &Checks() {
-    static const auto checks = ReadChecks();
+    static const auto checks = [] {
+        std::map<std::string, DWORD> codes = {{"accepted", kAccepted}, {"untouched", kUntouched}};
+        for (DWORD c = 0; c < 32; ++c) codes[CceName(c)] = c, codes[ImsName(c)] = c;
+        std::map<std::string, std::vector<Check>> read;
+        std::ifstream in(PAX_EXPORT_CHECKS);
+        EXPECT_TRUE(in.good()) << PAX_EXPORT_CHECKS;
+        for (std::string line; std::getline(in, line);) {
+            char name[64] = {}, arg[16] = {}, defect[32] = {}, code[32] = {}, kind[32] = {};
+            if (line.empty() || line[0] == '#') continue;
+            EXPECT_EQ(std::sscanf(line.c_str(), "%63[^|]| %15s | %31s | %31s", name, arg, defect, code), 4) << line;
+            int value = 0;
+            std::sscanf(defect, "%31[^=]=%d", kind, &value);
+            Check c{line, kind};
+            c.defectValue = value;
+            std::sscanf(arg, "a%d=%d", &c.arg, &c.value); // "-": no argument changed
+            EXPECT_EQ(codes.count(code), 1u) << line;
+            c.code = codes[code];
+            const std::string exportName(name, std::string(name).find_last_not_of(' ') + 1);
+            read[exportName].push_back(c);
+        }
+        return read;
+    }();
     return checks;
 }
 

@@ -14,17 +14,10 @@ HGLOBAL MakeDib(int width, int height, int bits,
     HGLOBAL block = GlobalAlloc(GHND, static_cast<SIZE_T>(size));
     if (!block) return nullptr;
     BYTE *p = static_cast<BYTE *>(GlobalLock(block));
-    auto *h = reinterpret_cast<BITMAPINFOHEADER *>(p);
-    h->biSize = 40;
-    h->biWidth = width;
-    h->biHeight = height;
-    h->biPlanes = 1;
-    h->biBitCount = static_cast<WORD>(bits);
-    h->biCompression = compression;
-    h->biSizeImage = static_cast<DWORD>(stride * height);
-    h->biXPelsPerMeter = 3780;
-    h->biYPelsPerMeter = 3780;
-    h->biClrUsed = colourTableEntries < 0 ? 0 : static_cast<DWORD>(colourTableEntries);
+    const BITMAPINFOHEADER header = {40, width, height, 1, static_cast<WORD>(bits), compression,
+                                     static_cast<DWORD>(stride * height), 3780, 3780,
+                                     colourTableEntries < 0 ? 0 : static_cast<DWORD>(colourTableEntries), 0};
+    std::memcpy(p, &header, sizeof header);
     auto *table = reinterpret_cast<RGBQUAD *>(p + 40);
     for (int i = 0; i < entries; ++i) {
         BYTE v = static_cast<BYTE>(entries > 1 ? i * 255 / (entries - 1) : 0);
