@@ -107,20 +107,8 @@ std::string ExecutableFolder() {
     return cut == std::string::npos ? std::string() : s.substr(0, cut + 1);
 }
 
-namespace {
-template <typename F> void Resolve(HMODULE m, F &f, const char *name) {
-    f = reinterpret_cast<F>(reinterpret_cast<void *>(GetProcAddress(m, name)));
-}
-} // namespace
-
 DialogDouble::DialogDouble() : module_(LoadLibraryA((ExecutableFolder() + "PAXDlgs.dll").c_str())) {
-    if (!module_) return;
-    Resolve(module_, reset_, "DialogDoubleReset");
-    Resolve(module_, setResult_, "DialogDoubleSetResult");
-    Resolve(module_, setValue_, "DialogDoubleSetValue");
-    Resolve(module_, callCount_, "DialogDoubleCallCount");
-    Resolve(module_, getCall_, "DialogDoubleGetCall");
-    if (getCall_) reset_();
+    if (loaded()) Reset();
 }
 
 DialogDouble::~DialogDouble() {
@@ -131,7 +119,7 @@ DialogDoubleCall DialogDouble::Call(int index) const {
     DialogDoubleCall c;
     std::memset(&c, 0, sizeof c);
     c.entry = -1;
-    getCall_(index, &c);
+    PAX_DOUBLE_CONTROL(DialogDoubleGetCall)(index, &c);
     return c;
 }
 
