@@ -586,9 +586,9 @@ TEST(ProgressDialogFailure, EveryExportFailsCleanly) {
     for (const ImageExport &e : ImageExports()) {
         if (e.progress == ProgressShape::None) continue;
         SCOPED_TRACE(e.name);
-        HGLOBAL image = MakeImageFor(e, 6, 3);
+        Block image{MakeImageFor(e, 6, 3)};
         if (dlg.loaded()) dlg.Reset();
-        Outcome o;
+        Results o;
         const DWORD code = Checked(e, image, WithMode(e, 3, owner), &o);
         EXPECT_FALSE(o.ok());
         const bool asked = e.dialog >= 0;
@@ -601,7 +601,6 @@ TEST(ProgressDialogFailure, EveryExportFailsCleanly) {
         if (owner) {
             EXPECT_TRUE(IsWindowEnabled(owner));
         }
-        GlobalFree(image);
     }
     if (owner) DestroyWindow(owner);
     ResetDialogScript();

@@ -28,8 +28,6 @@ LRESULT CALLBACK WatchBar(int code, WPARAM wParam, LPARAM lParam) {
     }
     return CallNextHookEx(g_hook, code, wParam, lParam);
 }
-
-LRESULT CALLBACK PlainOwner(HWND w, UINT m, WPARAM wp, LPARAM lp) { return DefWindowProcA(w, m, wp, lp); }
 } // namespace
 
 bool HaveDisplay() {
@@ -45,9 +43,10 @@ bool HaveDisplay() {
 HWND MakeOwner(WNDPROC proc) {
     // One window class per procedure, named after it.
     char name[32];
-    std::snprintf(name, sizeof name, "PaxOwner%p", reinterpret_cast<void *>(proc ? proc : PlainOwner));
+    if (!proc) proc = DefWindowProcA;
+    std::snprintf(name, sizeof name, "PaxOwner%p", reinterpret_cast<void *>(proc));
     WNDCLASSA wc{};
-    wc.lpfnWndProc = proc ? proc : PlainOwner;
+    wc.lpfnWndProc = proc;
     wc.hInstance = GetModuleHandleA(nullptr);
     wc.lpszClassName = name;
     RegisterClassA(&wc); // fails harmlessly once registered
