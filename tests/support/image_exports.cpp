@@ -1,7 +1,6 @@
 #include "image_exports.h"
 
 #include "dialog_double_control.h"
-#include "dib_builder.h"
 
 #include <algorithm>
 #include <cstring>
@@ -134,8 +133,21 @@ Args WithMode(const ImageExport &e, int mode, HWND owner) {
 }
 
 HGLOBAL MakeImageFor(const ImageExport &e, int w, int h, uint32_t seed) {
-    Rng rng(0x9E3779B9u * (seed | 1));
-    return MakeDib(w, h, e.depth, [&](int, int, int) { return rng.Byte(); }, -1, 0, e.compression);
+    const int64_t stride = (static_cast<int64_t>(w) * e.depth + 31) / 32 * 4;
+    const int entries = e.depth <= 8 ? 1 << e.depth : 0;
+    HGLOBAL block = GlobalAlloc(GHND, static_cast<SIZE_T>(40 + 4 * entries + stride * h));
+    BYTE *p = static_cast<BYTE *>(GlobalLock(block));
+    const BITMAPINFOHEADER hd = {40, w, h, 1, static_cast<WORD>(e.depth), e.compression,
+                                 static_cast<DWORD>(stride * h), 0, 0, 0, 0};
+    std::memcpy(p, &hd, sizeof hd);
+    for (int i = 0; i < entries; ++i) std::memset(p + 40 + 4 * i, i * 255 / (entries - 1), 3);
+    uint32_t s = 0x9E3779B9u * (seed | 1);
+    for (int64_t i = 0; i < stride * h; ++i) {
+        s ^= s << 13, s ^= s >> 17, s ^= s << 5;
+        p[40 + 4 * entries + i] = static_cast<BYTE>(s >> 24);
+    }
+    GlobalUnlock(block);
+    return block;
 }
 
 uint64_t BlockDigest(HGLOBAL block) {
