@@ -94,15 +94,10 @@ StepWatch::~StepWatch() {
 }
 
 std::string ExecutableFolder() {
-#ifdef _WIN32
-    const char separator = '\\';
-#else
-    const char separator = '/';
-#endif
     char path[4096];
     DWORD n = GetModuleFileNameA(nullptr, path, sizeof path);
     std::string s(path, n < sizeof path ? n : 0);
-    size_t cut = s.find_last_of(separator);
+    size_t cut = s.find_last_of("/\\");
     return cut == std::string::npos ? std::string() : s.substr(0, cut + 1);
 }
 
