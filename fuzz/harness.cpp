@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 
 namespace paxfuzz {
 
@@ -63,8 +64,7 @@ void Fail(const char *what, const char *detail) {
 
 void Setup() {
     static bool done = false;
-    if (done) return;
-    done = true;
+    if (std::exchange(done, true)) return;
     GetThreadState();
     g_owner = win32lite::CreateTestWindow();
     win32lite::LimitBlockSize(64u << 20);
@@ -76,7 +76,6 @@ void Setup() {
 }
 
 HWND OwnerWindow() { return g_owner; }
-const char *FilterFilePath() { return g_filterPath.c_str(); }
 
 const char *WriteScratchFile(const uint8_t *data, size_t size) {
     Require(ftruncate(g_scratchFd, 0) == 0 && pwrite(g_scratchFd, data, size, 0) == ssize_t(size),
