@@ -210,13 +210,9 @@ TEST(LocateImage, FaultsAndSizesAtTheEdges) {
         std::vector<BYTE> block(r.block, 0);
         auto *h = reinterpret_cast<BITMAPINFOHEADER *>(block.data());
         *h = BITMAPINFOHEADER{40, r.w, r.h, 1, 24, 0, r.sizeImage, 0, 0, r.clrUsed, 0};
-        LayoutRules rules;
-        rules.depths = uint64_t{1} << 24;
-        rules.topDown = r.topDown;
-        rules.rowsStart = r.start;
-        rules.sizeImage = r.rule;
+        const LayoutRules rules = {uint64_t{1} << 24, true, r.topDown, r.start, r.rule};
         const DibLayout l = LocateImage(block.data(), block.size(), rules);
-        EXPECT_EQ(static_cast<int>(l.fault), static_cast<int>(r.fault));
+        EXPECT_EQ(l.fault, r.fault);
         EXPECT_EQ(l.height, r.rows);
         EXPECT_TRUE(l.depthAccepted);
         if (r.fault == F::None) {
@@ -228,10 +224,8 @@ TEST(LocateImage, FaultsAndSizesAtTheEdges) {
     }
     // 65535 bits per pixel: stride x rows would wrap unsigned 64 bits too.
     BITMAPINFOHEADER wide = {40, 0x7FFFFFFF, INT_MIN, 1, 0xFFFF, 0, 0, 0, 0, 0, 0};
-    LayoutRules any;
-    any.topDown = true;
-    EXPECT_EQ(static_cast<int>(LocateImage(&wide, sizeof wide, any).fault), static_cast<int>(F::Rows));
-    EXPECT_EQ(static_cast<int>(LocateImage(nullptr, 0, LayoutRules{}).fault), static_cast<int>(F::ShortBlock));
+    EXPECT_EQ(LocateImage(&wide, sizeof wide, LayoutRules{0, true, true}).fault, F::Rows); // any depth, top-down
+    EXPECT_EQ(LocateImage(nullptr, 0, LayoutRules{}).fault, F::ShortBlock);
 }
 
 } // namespace
