@@ -4,26 +4,21 @@
 // images, pinned by one digest per dither. The program runs twice (fast and
 // straightforward paths, BOTH_PATHS), so each digest also says that the two
 // paths give the same bytes.
+#include "adjust_support.h"
 #include "block_dither.h"
 #include "census.h"
-#include "dib_builder.h"
 #include "ordered_dither.h"
-#include "thread_state.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <fstream>
 #include <iterator>
 #include <map>
-#include <sstream>
-#include <string>
-#include <vector>
 
 namespace {
+
+using namespace paxtest;
 
 using DitherFn = HDIB (*)(HDIB, int);
 
@@ -56,7 +51,7 @@ struct Line {
     int operator[](size_t i) const { return std::stoi(head[i]); }
 };
 std::vector<Line> Examples(const std::string &kind) {
-    std::ifstream in(PAX_DITHER_DATA "/examples.txt");
+    std::ifstream in(PAX_EXAMPLES_DIR "/examples.txt");
     EXPECT_TRUE(in) << "examples.txt not found";
     std::vector<Line> lines;
     for (std::string text, w; std::getline(in, text);) {
@@ -81,8 +76,8 @@ DWORD &Status() { return GetThreadState()->imageStatus; }
 std::vector<BYTE> Dither(DitherFn dither, HGLOBAL image, int arg) {
     HDIB out = dither(image, arg);
     if (!out) return {};
-    std::vector<BYTE> bytes = paxtest::BlockBytes(out);
-    EXPECT_EQ(paxtest::LockCount(out), 0);
+    std::vector<BYTE> bytes = BlockBytes(out);
+    EXPECT_EQ(LockCount(out), 0);
     GlobalFree(out);
     return bytes;
 }
@@ -98,7 +93,7 @@ HGLOBAL Image(int depth, int w, int h, const std::vector<int> &pixels, const std
         const int v = pixels.size() == 1 ? pixels[0] : pixels[size_t(rows - 1 - y) * w + x];
         return static_cast<BYTE>(depth == 24 ? v >> (8 * k) : v);
     };
-    HGLOBAL image = paxtest::MakeDib(w, rows, depth, fill, table.empty() ? -1 : int(table.size()));
+    HGLOBAL image = MakeDib(w, rows, depth, fill, table.empty() ? -1 : int(table.size()));
     BYTE *p = static_cast<BYTE *>(GlobalLock(image));
     for (size_t i = 0; i < 4 * table.size(); ++i) p[40 + i] = static_cast<BYTE>(table[i / 4] >> (8 * (i % 4)));
     auto *header = reinterpret_cast<BITMAPINFOHEADER *>(p);
@@ -183,10 +178,9 @@ TEST(DitherExamples, CheckCodes) {
                 Status() = 99;
                 HDIB out = m.dither(image, c[1]);
                 EXPECT_EQ(out != nullptr, code == IMS_OK) << m.name << " " << c.head[0] << " " << c.head[1];
-                EXPECT_EQ(paxtest::ImsName(Status()), paxtest::ImsName(code)) << m.name << " " << c.head[0] << " "
-                                                                              << c.head[1];
+                EXPECT_EQ(ImsName(Status()), ImsName(code)) << m.name << " " << c.head[0] << " " << c.head[1];
                 if (out) GlobalFree(out);
-                EXPECT_EQ(image ? paxtest::LockCount(image) : 0, 0);
+                EXPECT_EQ(image ? LockCount(image) : 0, 0);
             }
     EXPECT_EQ(GetLastColorConvertError(), DWORD{CCE_BADMODEL});
     GetThreadState()->convertError = 0;
@@ -201,7 +195,7 @@ TEST(DitherExamples, OrderedFailuresLeaveTheStatus) {
     for (std::vector<int> table : {std::vector<int>{}, std::vector<int>(16, G(7))}) {
         HGLOBAL image = Image(8, 9, 7, {200}, table);
         std::vector<DWORD> statuses;
-        const paxtest::SweepCounts counts = paxtest::SweepFailures(
+        const SweepCounts counts = SweepFailures(
             [&]() -> HGLOBAL {
                 Status() = 99;
                 HDIB out = DitherOrdered(image, 4);
@@ -210,7 +204,7 @@ TEST(DitherExamples, OrderedFailuresLeaveTheStatus) {
             },
             {image});
         GlobalFree(image);
-        if (!paxtest::HaveCensus()) return;
+        if (!HaveCensus()) return;
         ASSERT_EQ(statuses.size(), size_t(1 + counts.allocationPoints + counts.lockPoints));
         EXPECT_EQ(statuses[0], DWORD{IMS_OK});
         EXPECT_EQ(statuses[1], 99u);
@@ -236,11 +230,6 @@ TEST(DitherExamples, OrderedMatrices) {
     }
 }
 
-uint64_t Fold(uint64_t digest, const std::vector<BYTE> &bytes) {
-    for (BYTE b : bytes) digest = (digest ^ b) * 0x100000001B3ull; // FNV-1a
-    return (digest ^ bytes.size()) * 0x100000001B3ull;
-}
-
 // The images of the `case` lines after seeded noise of widths 1 to 70 at 4,
 // 8 and 24 bits, with a seeded table (short for some) or the grey ramp, some
 // top-down, some darker (pixels below `top`). Besides the digests: 4-bit
@@ -258,8 +247,8 @@ TEST(DitherDigest, EveryDitherDepthAndImage) {
         cases.push_back({depth, w, h, entries, w % 7 == 3 ? 1 + 3 * w : 256, w % 5 == 0, w % 2 == 0 && depth < 24, 0});
     }
     for (const Line &c : Examples("case")) cases.push_back({c[0], c[1], c[2], c[3], c[4], c[5], c[6], c[7]});
-    paxtest::Rng rng(2718);
-    std::vector<uint64_t> digests(std::size(kMethods), 0xCBF29CE484222325ull);
+    Rng rng(2718);
+    std::vector<uint64_t> digests(std::size(kMethods), kDigestStart);
     for (const Case &c : cases) {
         std::vector<int> pixels(size_t(c.w) * c.h), table(c.entries ? c.entries : c.seededTable << c.depth);
         for (int &v : pixels)
