@@ -126,8 +126,7 @@ TEST(CmykLevels, IntegerFormsOfEveryLevel) {
     for (int level = -100; level <= 100; ++level) {
         BYTE scaled[4][256];
         for (int k = 0; k < 4; ++k)
-            for (int v = 0; v < 256; ++v)
-                scaled[k][v] = ScaleInk(BYTE(v), LevelFactor(level));
+            for (int v = 0; v < 256; ++v) scaled[k][v] = ScaleInk(BYTE(v), LevelFactor(level));
         CmykIntegerForm form;
         if (!FindCmykForm(scaled, &form)) found.push_back(level);
     }
