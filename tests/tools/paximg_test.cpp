@@ -32,7 +32,8 @@ using Bytes = std::vector<uint8_t>;
 // paximg.exe on Windows). The tool runs in the scratch folder made there; the
 // cases name their files relative to it.
 const fs::path g_tool = fs::absolute("paximg");
-fs::path g_dir;
+const fs::path g_dir =
+    fs::absolute("paximg-tests-" + std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()));
 
 Bytes ReadFile(const fs::path &name) {
     std::ifstream in(g_dir / name, std::ios::binary);
@@ -168,22 +169,17 @@ void MakeFile(std::istream &words) {
     WriteFile(name, f);
 }
 
-class Paximg : public testing::Test {
-protected:
-    static void SetUpTestSuite() {
-        g_dir =
-            fs::absolute("paximg-tests-" + std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()));
-        fs::create_directories(g_dir / "batch");
-    }
-    static void TearDownTestSuite() {
-        std::error_code ignored;
-        fs::remove_all(g_dir, ignored);
-    }
-};
+// The scratch folder, with the empty folder batch/ the cases expect; removed
+// when the tests end.
+struct Scratch {
+    Scratch() { fs::create_directories(g_dir / "batch"); }
+    ~Scratch() { fs::remove_all(g_dir, ignored); }
+    std::error_code ignored;
+} g_scratch;
 
 // The runs of paximg_cases.txt, in order: each line a file made or
 // "STATUS ARGS... | CHECKS...".
-TEST_F(Paximg, Cases) {
+TEST(Paximg, Cases) {
     std::ifstream file("paximg_cases.txt");
     std::string text; // a line that starts with a blank goes on the one before
     for (std::string line; std::getline(file, line); text += (line[0] == ' ' ? " " : "\n") + line)
@@ -220,7 +216,7 @@ TEST_F(Paximg, Cases) {
 #ifndef _WIN32
 // On a terminal the tool shows the stand-in's text bar, and Ctrl-C cancels:
 // the operation stops, nothing is written, and the status says so.
-TEST_F(Paximg, CtrlCOnATerminalCancels) {
+TEST(Paximg, CtrlCOnATerminalCancels) {
     std::istringstream big("big.bmp 424D76548900000000003600000028000000D0070000DC050000010018 00*25 102030*3000000");
     MakeFile(big); // 2000 x 1500 at 24 bits
     int master = -1;
