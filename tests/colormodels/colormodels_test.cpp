@@ -20,8 +20,9 @@
 //     every base of LABtoRGB: pinned bit for bit, and every 61st cube root and
 //     every cube is the double nearest the long double power.
 #include "color_math.h"
-#include "colormodels_support.h"
 #include "conversion_runs.h"
+#include "conversion_table.h"
+#include "dib_builder.h"
 #include "lab_terms.h"
 
 #include <gtest/gtest.h>
@@ -29,6 +30,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <cstring>
 #include <fstream>
 #include <limits>
 #include <map>
@@ -37,6 +39,57 @@
 #include <thread>
 
 namespace {
+
+// The conversion of one value (3 or 4 bytes) into a buffer of guard bytes,
+// in place (the value copied into it) or not; a guard byte written past the
+// result, a three-byte result's K byte of a CMYK source overwritten or a
+// wrong returned pointer each show as a result of 9 bytes. A CMYKQUAD is
+// returned as the four bytes it holds in memory.
+std::vector<BYTE> Convert(const pax::ConversionEntry &e, const BYTE *src, bool inPlace) {
+    const int n = pax::SourceBytes(e.fromModel);
+    if (e.fn.toCmyk) {
+        static_assert(sizeof(CMYKQUAD) == 4, "four bytes by value");
+        const CMYKQUAD q = e.fn.toCmyk(src);
+        return std::vector<BYTE>(reinterpret_cast<const BYTE *>(&q), reinterpret_cast<const BYTE *>(&q) + 4);
+    }
+    BYTE buf[8] = {0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5};
+    if (inPlace) std::memcpy(buf, src, n);
+    const BYTE *returned = e.fn.toThree(buf, inPlace ? buf : src);
+    bool intact = returned == buf;
+    for (int k = 3; k < 8; ++k) intact = intact && buf[k] == (inPlace && k < n ? src[k] : 0xA5);
+    if (!intact) return std::vector<BYTE>(9);
+    return {buf[0], buf[1], buf[2]};
+}
+
+// The exponent of the LAB cube root, the double nearest 1/3, as a long double.
+constexpr long double kWideThird = 0.3333333333333333;
+
+bool SameBits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+
+// Whether d is the double nearest to the value that w approximates with a
+// relative error of a few units of long double: no neighbour of d is nearer
+// to w by more than that error. The Windows C runtime's long double power
+// loses that accuracy away from 1 (the LAB arguments lie near it); only the
+// Linux build checks there.
+bool NearestToWide(double d, long double w) {
+    if (!std::isfinite(d)) return false;
+#ifdef _WIN32
+    if (std::fabs(std::logb(d)) > 4) return true;
+#endif
+    const double toward = std::nextafter(d, static_cast<double>(w) > d ? HUGE_VAL : -HUGE_VAL);
+    const long double tolerance = fabsl(w) * 0x1p-60L;
+    return fabsl(w - d) <= fabsl(w - toward) + tolerance;
+}
+
+// 64-bit FNV-1a over bytes and values as they lie in memory (little-endian in
+// both builds), the digest of digests.txt.
+struct Digest {
+    uint64_t h = 0xcbf29ce484222325ull;
+    void Bytes(const BYTE *p, size_t n) {
+        for (size_t k = 0; k < n; ++k) h = (h ^ p[k]) * 0x100000001b3ull;
+    }
+    void Double(double v) { Bytes(reinterpret_cast<const BYTE *>(&v), sizeof v); }
+};
 
 TEST(Examples, EveryConversionGivesItsWorkedValuesInPlaceOrNot) {
     std::ifstream in(PAX_COLORMODELS_DATA "/examples.txt");
@@ -49,11 +102,12 @@ TEST(Examples, EveryConversionGivesItsWorkedValuesInPlaceOrNot) {
         fields >> name;
         while (fields >> word && word != ":") source.push_back(static_cast<BYTE>(std::stoi(word)));
         for (int v; fields >> v;) want.push_back(static_cast<BYTE>(v));
-        const pax::ConversionEntry *e = cmtest::EntryNamed(name);
-        ASSERT_NE(e, nullptr) << line;
+        const pax::ConversionEntry *e = std::find_if(pax::kConversions, pax::kConversions + pax::kConversionCount,
+                                                     [&](const pax::ConversionEntry &c) { return name == c.name; });
+        ASSERT_NE(e, pax::kConversions + pax::kConversionCount) << line;
         ASSERT_EQ(source.size(), size_t(pax::SourceBytes(e->fromModel))) << line;
-        EXPECT_EQ(cmtest::Convert(*e, source.data(), false), want) << line;
-        EXPECT_EQ(cmtest::Convert(*e, source.data(), true), want) << line << " (in place)";
+        EXPECT_EQ(Convert(*e, source.data(), false), want) << line;
+        EXPECT_EQ(Convert(*e, source.data(), true), want) << line << " (in place)";
         covered.insert(name);
     }
     EXPECT_EQ(covered.size(), 72u);
@@ -92,17 +146,17 @@ TEST(PowOneThird, QuickEqualsLongAndIsCorrectlyRounded) {
     for (int n = 1; n < 4096; ++n) xs.push_back(double(n) * n * n * 0x1p-36);
     paxtest::Rng rng(20261123);
     for (int i = 0; i < 200000; ++i) xs.push_back(std::ldexp(1 + rng.Next() * 0x1p-32, int(rng.Below(281)) - 140));
-    cmtest::Digest bits;
+    Digest bits;
     for (double x : xs) {
         const double quick = pax::PowOneThird(x);
         bits.Double(quick);
-        ASSERT_TRUE(cmtest::SameBits(quick, pax::PowOneThirdExact(x))) << x;
-        ASSERT_TRUE(x < 0x1p-1000 || cmtest::NearestToWide(quick, powl(x, cmtest::kWideThird))) << x;
+        ASSERT_TRUE(SameBits(quick, pax::PowOneThirdExact(x))) << x;
+        ASSERT_TRUE(x < 0x1p-1000 || NearestToWide(quick, powl(x, kWideThird))) << x;
     }
     EXPECT_EQ(bits.h, 0xd664294b6317afd8ull) << std::hex << bits.h;
     EXPECT_TRUE(std::isnan(pax::PowOneThird(-1.0)));
     EXPECT_TRUE(std::isnan(pax::PowOneThird(std::nan(""))));
-    EXPECT_TRUE(cmtest::SameBits(pax::PowOneThird(HUGE_VAL), pax::PowOneThirdExact(HUGE_VAL)));
+    EXPECT_TRUE(SameBits(pax::PowOneThird(HUGE_VAL), pax::PowOneThirdExact(HUGE_VAL)));
 }
 
 // ---- Whole-domain sweeps (the tests Exhaustive.*) ---------------------------
@@ -130,16 +184,6 @@ void RunEach(int n, Job job) {
     for (std::thread &th : threads) th.join();
 }
 
-// The i-th source value of a sweep, as conversion_digests takes it (a
-// CMYKQUAD holds C, M, Y, K in memory, as the worked values show).
-void SourceValue(int model, uint32_t i, BYTE *out) {
-    for (int k = 0; k < 3; ++k) out[k] = BYTE(i >> (8 * k));
-    if (model == MODEL_CMYK) {
-        const CMYKQUAD q = RGBtoCMYK(out);
-        std::memcpy(out, &q, 4);
-    }
-}
-
 struct Sweep {
     uint64_t single = 0, run = 0, broken = 0; // broken: guard bytes, laws, runs on any ink
 };
@@ -158,14 +202,19 @@ Sweep SweepConversion(const pax::ConversionEntry &e) {
     const bool hue = e.fromModel == MODEL_HSV || e.fromModel == MODEL_HSI;
     constexpr uint32_t kChunk = 4096;
     std::vector<BYTE> src(kChunk * 4), dst(kChunk * 4);
-    cmtest::Digest single, runs;
+    Digest single, runs;
     uint64_t broken = 0;
     BYTE atHueZero[4] = {};
     for (int pass = 0; pass < (e.fromModel == MODEL_CMYK ? 2 : 1); ++pass)
         for (uint32_t chunk = 0; chunk < kCount; chunk += kChunk) {
-            for (uint32_t j = 0; j < kChunk; ++j) {
-                SourceValue(e.fromModel, chunk + j, &src[j * n]);
-                if (pass == 1) src[j * n + 3] = BYTE((chunk + j) * 2654435761u >> 24); // any K
+            for (uint32_t j = 0; j < kChunk; ++j) { // values as conversion_digests takes them
+                BYTE *v = &src[j * n];
+                for (int k = 0; k < 3; ++k) v[k] = BYTE((chunk + j) >> (8 * k));
+                if (n == 4) { // a CMYKQUAD holds C, M, Y, K in memory, as the worked values show
+                    const CMYKQUAD q = RGBtoCMYK(v);
+                    std::memcpy(v, &q, 4);
+                }
+                if (pass == 1) v[3] = BYTE((chunk + j) * 2654435761u >> 24); // any K
             }
             run(src.data(), dst.data(), kChunk);
             if (pass == 0) runs.Bytes(dst.data(), size_t{kChunk} * m);
@@ -224,7 +273,7 @@ TEST(Exhaustive, LabPowersGiveThePinnedBitsAndAreCorrectlyRounded) {
                          {"PowOneThird.YUV", pax::YUVtoUnitRGB}, {"PowOneThird.XYZ", pax::XYZtoUnitRGB}};
     RunEach(6, [&](int k) {
         PowSweep &s = sweeps[k];
-        cmtest::Digest d;
+        Digest d;
         for (uint32_t i = 0; i < kCount; ++i) {
             const BYTE v[3] = {BYTE(i), BYTE(i >> 8), BYTE(i >> 16)};
             const pax::Tristimulus t = pax::TristimulusOf(k ? pax::ClampUnit(s.toUnit(v)) : s.toUnit(v));
@@ -232,7 +281,7 @@ TEST(Exhaustive, LabPowersGiveThePinnedBitsAndAreCorrectlyRounded) {
                 if (!(x > pax::kLabThreshold)) continue;
                 const double root = pax::PowOneThird(x);
                 d.Double(root);
-                if (i % 61 == 0) s.notNearest += !cmtest::NearestToWide(root, powl(x, cmtest::kWideThird));
+                if (i % 61 == 0) s.notNearest += !NearestToWide(root, powl(x, kWideThird));
             }
         }
         s.digest = d.h;
@@ -241,14 +290,14 @@ TEST(Exhaustive, LabPowersGiveThePinnedBitsAndAreCorrectlyRounded) {
         EXPECT_EQ(s.digest, pinned[s.name]) << s.name << " " << std::hex << s.digest;
         EXPECT_EQ(s.notNearest, 0u) << s.name;
     }
-    cmtest::Digest cubes;
+    Digest cubes;
     uint64_t notNearest = 0;
     for (int l = 0; l < 256; ++l)
         for (int ab = 0; ab < 256; ++ab) {
             const double fy = pax::LabFy(BYTE(l));
             for (double base : {pax::LabXBase(BYTE(ab), fy), pax::LabZBase(BYTE(ab), fy)}) {
                 cubes.Double(pax::PowCube(base));
-                notNearest += !cmtest::NearestToWide(pax::PowCube(base), powl(base, 3.0L));
+                notNearest += !NearestToWide(pax::PowCube(base), powl(base, 3.0L));
             }
         }
     EXPECT_EQ(cubes.h, pinned["PowCube.LAB"]) << std::hex << cubes.h;
