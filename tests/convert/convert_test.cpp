@@ -75,13 +75,10 @@ void Add(std::vector<BYTE> &seen, const BYTE *p, uint64_t size) {
     seen.insert(seen.end(), p, p + size);
 }
 
-// The header, colour table and rows of a 24- or 32-bit image (the block may
-// be larger: some allocators round its size up).
+// The whole block of an image: header, colour table and rows, and its size.
 void AddImage(std::vector<BYTE> &d, HGLOBAL image) {
     const std::vector<BYTE> block = paxtest::BlockBytes(image);
-    const H h = paxtest::HeaderOf(image);
-    const size_t used = std::min(block.size(), 40 + h.biClrUsed * 4 + Stride(h) * static_cast<size_t>(h.biHeight));
-    Add(d, block.data(), used);
+    Add(d, block.data(), block.size());
 }
 
 // count bytes converted from offset `at` to offset `out` of one buffer (apart
