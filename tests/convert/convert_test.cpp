@@ -37,9 +37,6 @@ using paxtest::CceName;
 // Bytes per pixel of a buffer of the model: 4 for CMYK, 3 otherwise.
 int BufferBytes(int model) { return model == MODEL_CMYK ? 4 : 3; }
 
-// Bytes of a stored row of the image.
-size_t Stride(const H &h) { return (static_cast<size_t>(h.biWidth) * h.biBitCount + 31) / 32 * 4; }
-
 std::vector<BYTE> RandomBytes(size_t n, uint32_t seed) {
     paxtest::Rng rng(seed);
     std::vector<BYTE> v(n);
@@ -184,7 +181,8 @@ TEST(ModelPairs, RowWalkStepsAndCancelsLikeTheByteWalk) {
             win32lite::ScriptDialogs({false, cancelAfter});
             HGLOBAL result = pax::ConvertDIBColorSpaceWith(kind, image, e.fromModel, e.toModel, 1, nullptr);
             v.push_back(BYTE(win32lite::LastDialog().stepsTaken));
-            const int64_t units = int64_t(Stride(paxtest::HeaderOf(image))) * height;
+            const H h = paxtest::HeaderOf(image); // the walk's units: the bytes of the rows
+            const int64_t units = (int64_t{h.biWidth} * h.biBitCount + 31) / 32 * 4 * height;
             EXPECT_EQ(result == nullptr, cancelAfter > 0 && units > cancelAfter * 1500);
             if (result) {
                 const std::vector<BYTE> bytes = paxtest::BlockBytes(result);
