@@ -1,6 +1,7 @@
 #include "harness.h"
 
 #include "dialogs.h"
+#include "dib_builder.h"
 
 #include "thread_state.h"
 #include "win32lite_test.h"
@@ -12,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 
 namespace paxfuzz {
 
@@ -62,8 +64,7 @@ void Fail(const char *what, const char *detail) {
 
 void Setup() {
     static bool done = false;
-    if (done) return;
-    done = true;
+    if (std::exchange(done, true)) return;
     GetThreadState();
     g_owner = win32lite::CreateTestWindow();
     win32lite::LimitBlockSize(64u << 20);
@@ -75,7 +76,6 @@ void Setup() {
 }
 
 HWND OwnerWindow() { return g_owner; }
-const char *FilterFilePath() { return g_filterPath.c_str(); }
 
 const char *WriteScratchFile(const uint8_t *data, size_t size) {
     Require(ftruncate(g_scratchFd, 0) == 0 && pwrite(g_scratchFd, data, size, 0) == ssize_t(size),
@@ -97,11 +97,7 @@ Outcome CheckedInvoke(size_t which, HGLOBAL image, const Args &args, void (*arm)
     const ImageExport &e = paxtest::ImageExports()[which];
     const char *name = e.name;
     const SIZE_T size = GlobalSize(image);
-    std::vector<BYTE> before(size);
-    if (size) {
-        std::memcpy(before.data(), GlobalLock(image), size);
-        GlobalUnlock(image);
-    }
+    const std::vector<BYTE> before = paxtest::BlockBytes(image);
     // The in-place convolution may write its pixel rows, and nothing else.
     uint64_t rowsEnd = 40;
     if (which == paxtest::kConvolveInPlaceExport && size >= 40 && !PixelEnd(before.data(), true, &rowsEnd)) rowsEnd = 40;
@@ -114,12 +110,9 @@ Outcome CheckedInvoke(size_t which, HGLOBAL image, const Args &args, void (*arm)
 
     Require(win32lite::LockCountOf(image) == 0, "caller's block locked or freed after", name);
     Require(GlobalSize(image) == size, "caller's block resized after", name);
-    if (size) {
-        const BYTE *now = static_cast<const BYTE *>(GlobalLock(image));
-        for (SIZE_T i = 0; i < size; ++i)
-            Require(now[i] == before[i] || (i >= 40 && i < rowsEnd), "caller's block changed by", name);
-        GlobalUnlock(image);
-    }
+    const std::vector<BYTE> now = paxtest::BlockBytes(image);
+    for (SIZE_T i = 0; i < size; ++i)
+        Require(now[i] == before[i] || (i >= 40 && i < rowsEnd), "caller's block changed by", name);
     win32lite::Census withResults = win32lite::TakeCensus();
     const long n = static_cast<long>(o.results.size());
     Require(withResults.liveBlocks == census.liveBlocks + n &&
@@ -128,15 +121,13 @@ Outcome CheckedInvoke(size_t which, HGLOBAL image, const Args &args, void (*arm)
             "blocks leaked, locked or fixed after", name);
     for (HGLOBAL r : o.results) {
         Require(r != image && win32lite::LockCountOf(r) == 0, "a result is locked or not new:", name);
-        const BYTE *p = static_cast<const BYTE *>(GlobalLock(r));
+        const std::vector<BYTE> bytes = paxtest::BlockBytes(r);
         uint64_t end;
-        Require(p && GlobalSize(r) >= 40, "a result is shorter than its header:", name);
+        Require(bytes.size() >= 40, "a result is shorter than its header:", name);
         // An unchanged copy of the caller's block (an image with no pixels to
         // visit) is held to nothing more than the caller's own block was.
-        const bool copy = GlobalSize(r) == size && std::memcmp(p, before.data(), size) == 0;
-        Require(copy || (PixelEnd(p, which == paxtest::kConvolveNewExport, &end) && end <= GlobalSize(r)),
+        Require(bytes == before || (PixelEnd(bytes.data(), which == paxtest::kConvolveNewExport, &end) && end <= bytes.size()),
                 "a result's rows do not fit its block:", name);
-        GlobalUnlock(r);
         GlobalFree(r);
     }
     Require(win32lite::TakeCensus() == census, "census differs after freeing the results of", name);

@@ -33,10 +33,10 @@ inline void Require(bool ok, const char *what, const char *detail = "") {
 }
 
 // Once per process: the thread's record, an owner window, a valid filter
-// file, and an allocation ceiling of 64 MiB (a header may ask for 4 GiB).
+// file for every image export (a 3 x 3 list, with room for any size), and an
+// allocation ceiling of 64 MiB (a header may ask for 4 GiB).
 void Setup();
 HWND OwnerWindow();
-const char *FilterFilePath(); // a 3 x 3 list, with room for any size
 // Writes bytes as the content of a second file and returns its path.
 const char *WriteScratchFile(const uint8_t *data, size_t size);
 

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <vector>
 
 using namespace paxfuzz;
 
@@ -30,13 +31,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const size_t dn = to == MODEL_CMYK && from != MODEL_CMYK ? n / 3 * 4
                     : from == MODEL_CMYK && to != MODEL_CMYK ? n / 4 * 3 : n;
     const bool inPlace = f & 1;
-    std::vector<BYTE> source(in.p, in.p + n);
-    BYTE *src = new BYTE[inPlace ? std::max(n, dn) : n];
-    BYTE *dst = inPlace ? src : new BYTE[dn];
-    std::copy(source.begin(), source.end(), src);
-    if (!inPlace) std::fill(dst, dst + dn, BYTE{0x5A});
+    const std::vector<BYTE> source(in.p, in.p + n);
+    std::vector<BYTE> src(inPlace ? std::max(n, dn) : n), out(inPlace ? 0 : dn, BYTE{0x5A});
+    std::copy(source.begin(), source.end(), src.begin());
+    BYTE *dst = inPlace ? src.data() : out.data();
     const int count = f & 8 ? -static_cast<int>(n) : static_cast<int>(n);
-    int r = ConvertColorSpace(f & 16 ? nullptr : src, f & 32 ? nullptr : dst, count, from, to, f & 2,
+    int r = ConvertColorSpace(f & 16 ? nullptr : src.data(), f & 32 ? nullptr : dst, count, from, to, f & 2,
                               f & 4 ? OwnerWindow() : nullptr);
     DWORD code = GetLastColorConvertError();
     const bool models = from >= 1 && from <= 9 && to >= 1 && to <= 9;
@@ -58,10 +58,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
             Require(std::memcmp(want, dst + i / ps * pd, pd) == 0, "a pixel differs from its value conversion");
         }
     }
-    if (!inPlace) Require(std::equal(source.begin(), source.end(), src), "the source buffer changed");
+    if (!inPlace) Require(std::equal(source.begin(), source.end(), src.begin()), "the source buffer changed");
     Require(!GetThreadState()->progressDialog && IsWindowEnabled(OwnerWindow()), "a dialog was left open");
-    if (!inPlace) delete[] dst;
-    delete[] src;
 #elif defined(PAX_FUZZ_FILTER_FILE)
     // [kernel size] [flags: 1 new image, 2 weighted intensity, 4 progress]
     // [width - 1] [height - 1] [the filter file's bytes...]
@@ -89,11 +87,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const pax::ConversionEntry &c = pax::kConversions[in.U8() % pax::kConversionCount];
     const size_t sn = c.fromModel == MODEL_CMYK ? 4 : 3;
     BYTE value[4] = {in.U8(), in.U8(), in.U8(), in.U8()};
-    BYTE *src = new BYTE[sn], *dst = new BYTE[11], *both = new BYTE[sn + 8];
-    std::memcpy(src, value, sn);
-    std::memcpy(both, value, sn);
-    std::memset(dst, 0xA5, 11);
-    std::memset(both + sn, 0xA5, 8);
+    std::vector<BYTE> source(value, value + sn), out(11, 0xA5), inPlace(sn + 8, 0xA5);
+    std::copy(value, value + sn, inPlace.begin());
+    BYTE *src = source.data(), *dst = out.data(), *both = inPlace.data();
     if (c.fn.toThree) {
         Require(c.fn.toThree(dst, src) == dst && c.fn.toThree(both, both) == both, c.name, "returned another pointer");
         Require(std::memcmp(dst, both, 3) == 0, c.name, "differs in place");
@@ -107,9 +103,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     for (size_t i = c.fn.toCmyk ? 4 : 3; i < 11; ++i) Require(dst[i] == 0xA5, c.name, "wrote past its value");
     for (size_t i = sn; i < sn + 8; ++i) Require(both[i] == 0xA5, c.name, "wrote past its value in place");
     Require(std::memcmp(src, value, sn) == 0, c.name, "changed its source");
-    delete[] src;
-    delete[] dst;
-    delete[] both;
 #endif
     return 0;
 }

@@ -25,36 +25,48 @@
 
 namespace paxtest {
 
+// A row: its tag, the words after it up to the first ':' (as text and as
+// numbers), then the numbers of each field that a ':' opens.
 struct Example {
     std::string tag, line;
-    std::vector<double> v; // the words after the tag as numbers (NumberOf)
+    std::vector<std::string> words;
+    std::vector<double> v;
+    std::vector<std::vector<int>> fields;
     int I(size_t i) const { return static_cast<int>(v.at(i)); }
 };
 
-// A word as a number: a code name (IMS_BADPARAM, CCE_NONE, ...) or what
-// strtod reads (hex, nan and inf too).
+// A word as a number: a code name (IMS_BADPARAM, CCE_NONE, ...), gN the grey
+// N and #RRGGBB a colour as 0xRRGGBB, or what strtod reads (hex, nan, inf).
 inline double NumberOf(const std::string &word) {
 #define PAX_TEST_CODE_OF(name, value, message) \
     if (word == #name) return value;
     PAX_CCE_CODES(PAX_TEST_CODE_OF)
     PAX_IMS_CODES(PAX_TEST_CODE_OF)
 #undef PAX_TEST_CODE_OF
+    if (word[0] == 'g') return 0x010101 * std::strtol(word.c_str() + 1, nullptr, 10);
+    if (word[0] == '#') return std::strtol(word.c_str() + 1, nullptr, 16);
     return std::strtod(word.c_str(), nullptr);
 }
 
 // The rows of `file`, a table in the folder of the test's sources; with a
-// tag, only the rows of that tag.
+// tag, only the rows of that tag (there must be some).
 inline std::vector<Example> ReadExamples(const std::string &file, const std::string &tag = "") {
     std::ifstream in(std::string(PAX_EXAMPLES_DIR) + "/" + file);
     EXPECT_TRUE(in.good()) << file;
     std::vector<Example> rows;
     for (std::string line; std::getline(in, line);) {
         std::istringstream words(line);
-        Example e{"", line, {}};
+        Example e{"", line, {}, {}, {}};
         if (!(words >> e.tag) || e.tag[0] == '#' || (!tag.empty() && e.tag != tag)) continue;
-        for (std::string w; words >> w;) e.v.push_back(NumberOf(w));
+        for (std::string w; words >> w;) {
+            if (w == ":") e.fields.emplace_back();
+            else if (!e.fields.empty()) e.fields.back().push_back(static_cast<int>(NumberOf(w)));
+            else e.words.push_back(w);
+        }
+        for (const std::string &w : e.words) e.v.push_back(NumberOf(w));
         rows.push_back(e);
     }
+    EXPECT_TRUE(tag.empty() || !rows.empty()) << file << ": no " << tag;
     return rows;
 }
 

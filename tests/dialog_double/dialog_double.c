@@ -12,8 +12,10 @@
 #define ENTRY_CALL
 #endif
 
+// The result is kept less one, so that the zeroed state of a fresh or reset
+// module confirms.
 static struct {
-    int result;
+    int resultLessOne;
     int set[DD_MAX_ARGUMENTS];
     double value[DD_MAX_ARGUMENTS];
 } g_scripts[DD_ENTRY_COUNT];
@@ -22,23 +24,11 @@ static int g_callCount;
 
 void DialogDoubleReset(void) {
     memset(g_scripts, 0, sizeof g_scripts);
-    for (int e = 0; e < DD_ENTRY_COUNT; ++e) g_scripts[e].result = 1;
     g_callCount = 0;
 }
 
-// The module starts reset.
-#ifdef _WIN32
-BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID reserved) {
-    (void)instance, (void)reserved;
-    if (reason == DLL_PROCESS_ATTACH) DialogDoubleReset();
-    return TRUE;
-}
-#else
-__attribute__((constructor)) static void Start(void) { DialogDoubleReset(); }
-#endif
-
 void DialogDoubleSetResult(int entry, int result) {
-    if (entry >= 0 && entry < DD_ENTRY_COUNT) g_scripts[entry].result = result;
+    if (entry >= 0 && entry < DD_ENTRY_COUNT) g_scripts[entry].resultLessOne = result - 1;
 }
 
 void DialogDoubleSetValue(int entry, int argument, double value) {
@@ -98,27 +88,29 @@ static void Arg(DialogDoubleCall *c, int kind, long long value, const void *p) {
     else if (p) a->before = Pointee(a, 0, 0);
 }
 
+// Records n pointer arguments of one kind.
+static void Pointers(DialogDoubleCall *c, int kind, int n, const void *const *pointers) {
+    for (int i = 0; i < n; ++i) Arg(c, kind, 0, pointers[i]);
+}
+
 // Writes the scripted values, records them and returns the scripted result.
 static int Finish(DialogDoubleCall *c) {
     for (int i = 0; i < c->argumentCount; ++i) {
         DialogDoubleArgument *a = &c->arguments[i];
         if (a->pointer) a->after = Pointee(a, &g_scripts[c->entry].set[i], &g_scripts[c->entry].value[i]);
     }
-    return c->returned = g_scripts[c->entry].result;
+    return c->returned = g_scripts[c->entry].resultLessOne + 1;
 }
 
 ENTRY_API int ENTRY_CALL CONTRASTUI(HDIB image, short *brightness, short *contrast) {
     DialogDoubleCall *c = BeginCall(DD_CONTRAST, image);
-    Arg(c, DD_PTR_INT16, 0, brightness);
-    Arg(c, DD_PTR_INT16, 0, contrast);
+    Pointers(c, DD_PTR_INT16, 2, (const void *[]){brightness, contrast});
     return Finish(c);
 }
 
 ENTRY_API int ENTRY_CALL GammaCorrectionUI(HDIB image, int *red, int *green, int *blue) {
     DialogDoubleCall *c = BeginCall(DD_GAMMA, image);
-    Arg(c, DD_PTR_INT32, 0, red);
-    Arg(c, DD_PTR_INT32, 0, green);
-    Arg(c, DD_PTR_INT32, 0, blue);
+    Pointers(c, DD_PTR_INT32, 3, (const void *[]){red, green, blue});
     return Finish(c);
 }
 
@@ -143,11 +135,7 @@ ENTRY_API int ENTRY_CALL ColorConvUI(HDIB image, int newImage, int intensityMode
 ENTRY_API int ENTRY_CALL ColorHueSaturationUI(HDIB image, int *hueShift, int *saturation, int *lightness, int *lo,
                                               int *hi) {
     DialogDoubleCall *c = BeginCall(DD_HUE_SATURATION, image);
-    Arg(c, DD_PTR_INT32, 0, hueShift);
-    Arg(c, DD_PTR_INT32, 0, saturation);
-    Arg(c, DD_PTR_INT32, 0, lightness);
-    Arg(c, DD_PTR_INT32, 0, lo);
-    Arg(c, DD_PTR_INT32, 0, hi);
+    Pointers(c, DD_PTR_INT32, 5, (const void *[]){hueShift, saturation, lightness, lo, hi});
     return Finish(c);
 }
 
@@ -156,21 +144,15 @@ ENTRY_API int ENTRY_CALL DesaturateUI(HDIB image) { return Finish(BeginCall(DD_D
 ENTRY_API int ENTRY_CALL ReplaceColorUI(HDIB image, int *hueShift, int *saturation, int *lightness, BYTE *target,
                                         BYTE *tolerance) {
     DialogDoubleCall *c = BeginCall(DD_REPLACE_COLOR, image);
-    Arg(c, DD_PTR_INT32, 0, hueShift);
-    Arg(c, DD_PTR_INT32, 0, saturation);
-    Arg(c, DD_PTR_INT32, 0, lightness);
-    Arg(c, DD_PTR_BYTES3, 0, target);
-    Arg(c, DD_PTR_BYTES3, 0, tolerance);
+    Pointers(c, DD_PTR_INT32, 3, (const void *[]){hueShift, saturation, lightness});
+    Pointers(c, DD_PTR_BYTES3, 2, (const void *[]){target, tolerance});
     return Finish(c);
 }
 
 ENTRY_API int ENTRY_CALL ColorCMYKLevelsUI(HDIB image, double *cyan, double *magenta, double *yellow,
                                            double *black) {
     DialogDoubleCall *c = BeginCall(DD_CMYK_LEVELS, image);
-    Arg(c, DD_PTR_DOUBLE, 0, cyan);
-    Arg(c, DD_PTR_DOUBLE, 0, magenta);
-    Arg(c, DD_PTR_DOUBLE, 0, yellow);
-    Arg(c, DD_PTR_DOUBLE, 0, black);
+    Pointers(c, DD_PTR_DOUBLE, 4, (const void *[]){cyan, magenta, yellow, black});
     return Finish(c);
 }
 

@@ -4,26 +4,21 @@
 // images, pinned by one digest per dither. The program runs twice (fast and
 // straightforward paths, BOTH_PATHS), so each digest also says that the two
 // paths give the same bytes.
+#include "adjust_support.h"
 #include "block_dither.h"
 #include "census.h"
-#include "dib_builder.h"
 #include "ordered_dither.h"
-#include "thread_state.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <fstream>
 #include <iterator>
 #include <map>
-#include <sstream>
-#include <string>
-#include <vector>
 
 namespace {
+
+using namespace paxtest;
 
 using DitherFn = HDIB (*)(HDIB, int);
 
@@ -48,31 +43,8 @@ size_t Named(const std::string &name) {
 
 constexpr int G(int g) { return g * 0x010101; } // grey g as 0xRRGGBB
 
-// The lines of examples.txt that start with `kind`: the words up to the first
-// ':', then the values of each field after it (gN grey N, #RRGGBB a colour).
-struct Line {
-    std::vector<std::string> head;
-    std::vector<std::vector<int>> fields;
-    int operator[](size_t i) const { return std::stoi(head[i]); }
-};
-std::vector<Line> Examples(const std::string &kind) {
-    std::ifstream in(PAX_DITHER_DATA "/examples.txt");
-    EXPECT_TRUE(in) << "examples.txt not found";
-    std::vector<Line> lines;
-    for (std::string text, w; std::getline(in, text);) {
-        std::istringstream words(text);
-        if (!(words >> w) || w != kind) continue;
-        lines.emplace_back();
-        while (words >> w)
-            if (w == ":") lines.back().fields.emplace_back();
-            else if (lines.back().fields.empty()) lines.back().head.push_back(w);
-            else lines.back().fields.back().push_back(w[0] == 'g'   ? G(std::stoi(w.substr(1)))
-                                                      : w[0] == '#' ? std::stoi(w.substr(1), nullptr, 16)
-                                                                    : std::stoi(w));
-    }
-    EXPECT_FALSE(lines.empty()) << kind;
-    return lines;
-}
+// The rows of examples.txt that start with `kind`.
+std::vector<Example> Examples(const std::string &kind) { return ReadExamples("examples.txt", kind); }
 
 DWORD &Status() { return GetThreadState()->imageStatus; }
 
@@ -81,8 +53,8 @@ DWORD &Status() { return GetThreadState()->imageStatus; }
 std::vector<BYTE> Dither(DitherFn dither, HGLOBAL image, int arg) {
     HDIB out = dither(image, arg);
     if (!out) return {};
-    std::vector<BYTE> bytes = paxtest::BlockBytes(out);
-    EXPECT_EQ(paxtest::LockCount(out), 0);
+    std::vector<BYTE> bytes = BlockBytes(out);
+    EXPECT_EQ(LockCount(out), 0);
     GlobalFree(out);
     return bytes;
 }
@@ -98,7 +70,7 @@ HGLOBAL Image(int depth, int w, int h, const std::vector<int> &pixels, const std
         const int v = pixels.size() == 1 ? pixels[0] : pixels[size_t(rows - 1 - y) * w + x];
         return static_cast<BYTE>(depth == 24 ? v >> (8 * k) : v);
     };
-    HGLOBAL image = paxtest::MakeDib(w, rows, depth, fill, table.empty() ? -1 : int(table.size()));
+    HGLOBAL image = MakeDib(w, rows, depth, fill, table.empty() ? -1 : int(table.size()));
     BYTE *p = static_cast<BYTE *>(GlobalLock(image));
     for (size_t i = 0; i < 4 * table.size(); ++i) p[40 + i] = static_cast<BYTE>(table[i / 4] >> (8 * (i % 4)));
     auto *header = reinterpret_cast<BITMAPINFOHEADER *>(p);
@@ -121,11 +93,11 @@ int Pixel(const std::vector<BYTE> &block, int r, int x) {
 
 // The header, the table size and the whole pixel rows, padding included.
 TEST(DitherExamples, HandDerivedResults) {
-    for (const Line &c : Examples("dither")) {
-        const Method &m = kMethods[Named(c.head[0])];
-        const int arg = c[1], w = c[3], h = c[4], bits = m.group == 3 ? 1 : arg, rows = std::abs(h);
-        SCOPED_TRACE(c.head[0] + " " + c.head[1] + " " + c.head[3] + "x" + c.head[4]);
-        HGLOBAL image = Image(c[2], w, h, c.fields[0], c.fields[1]);
+    for (const Example &c : Examples("dither")) {
+        const Method &m = kMethods[Named(c.words[0])];
+        const int arg = c.I(1), w = c.I(3), h = c.I(4), bits = m.group == 3 ? 1 : arg, rows = std::abs(h);
+        SCOPED_TRACE(c.line);
+        HGLOBAL image = Image(c.I(2), w, h, c.fields[0], c.fields[1]);
         Status() = 99;
         std::vector<BYTE> out = Dither(m.dither, image, arg);
         GlobalFree(image);
@@ -145,21 +117,21 @@ TEST(DitherExamples, HandDerivedResults) {
 
 TEST(DitherExamples, ColourTables) {
     HGLOBAL image = Image(24, 1, 1, {G(9)});
-    for (const Line &c : Examples("table")) {
-        std::vector<BYTE> out = Dither(DitherFS4, image, c[0]);
+    for (const Example &c : Examples("table")) {
+        std::vector<BYTE> out = Dither(DitherFS4, image, c.I(0));
         ASSERT_FALSE(out.empty());
-        const BYTE *entry = out.data() + 40 + 4 * c[1];
-        EXPECT_EQ(std::vector<int>(entry, entry + 4), c.fields[0]) << c.head[0] << " bits, entry " << c.head[1];
+        const BYTE *entry = out.data() + 40 + 4 * c.I(1);
+        EXPECT_EQ(std::vector<int>(entry, entry + 4), c.fields[0]) << c.line;
     }
     GlobalFree(image);
 }
 
 TEST(DitherExamples, BlockRowPass) {
-    for (const Line &c : Examples("block")) {
+    for (const Example &c : Examples("block")) {
         const std::vector<int> &q = c.fields[0];
         int16_t a[3] = {int16_t(q[0]), int16_t(q[1]), 0}, b[3] = {int16_t(q[2]), int16_t(q[3]), 0};
         BYTE out = 0xFF;
-        BlockRowPass(a, b, &out, c[1], c[0] == 1);
+        BlockRowPass(a, b, &out, c.I(1), c.I(0) == 1);
         EXPECT_EQ((std::vector<int>{a[0], a[1], b[0], b[1]}), c.fields[1]) << q[0] << " " << q[1];
         EXPECT_EQ(out, c.fields[2][0]) << q[0] << " " << q[1]; // the bits after the pixels are 0
     }
@@ -175,18 +147,17 @@ TEST(DitherExamples, CheckCodes) {
         {"null", nullptr},                    {"unlockable", GlobalAlloc(GMEM_MOVEABLE, 0)}};
     GetThreadState()->convertError = CCE_BADMODEL;
     for (const char *kind : {"check", "ordered"})
-        for (const Line &c : Examples(kind))
+        for (const Example &c : Examples(kind))
             for (const Method &m : kMethods) {
                 if ((m.group == 3) != (kind[0] == 'o')) continue;
                 const DWORD code = c.fields[0][m.group % 3];
-                HGLOBAL image = images.at(c.head[0]);
+                HGLOBAL image = images.at(c.words[0]);
                 Status() = 99;
-                HDIB out = m.dither(image, c[1]);
-                EXPECT_EQ(out != nullptr, code == IMS_OK) << m.name << " " << c.head[0] << " " << c.head[1];
-                EXPECT_EQ(paxtest::ImsName(Status()), paxtest::ImsName(code)) << m.name << " " << c.head[0] << " "
-                                                                              << c.head[1];
+                HDIB out = m.dither(image, c.I(1));
+                EXPECT_EQ(out != nullptr, code == IMS_OK) << m.name << " " << c.line;
+                EXPECT_EQ(ImsName(Status()), ImsName(code)) << m.name << " " << c.line;
                 if (out) GlobalFree(out);
-                EXPECT_EQ(image ? paxtest::LockCount(image) : 0, 0);
+                EXPECT_EQ(image ? LockCount(image) : 0, 0);
             }
     EXPECT_EQ(GetLastColorConvertError(), DWORD{CCE_BADMODEL});
     GetThreadState()->convertError = 0;
@@ -201,7 +172,7 @@ TEST(DitherExamples, OrderedFailuresLeaveTheStatus) {
     for (std::vector<int> table : {std::vector<int>{}, std::vector<int>(16, G(7))}) {
         HGLOBAL image = Image(8, 9, 7, {200}, table);
         std::vector<DWORD> statuses;
-        const paxtest::SweepCounts counts = paxtest::SweepFailures(
+        const SweepCounts counts = SweepFailures(
             [&]() -> HGLOBAL {
                 Status() = 99;
                 HDIB out = DitherOrdered(image, 4);
@@ -210,7 +181,7 @@ TEST(DitherExamples, OrderedFailuresLeaveTheStatus) {
             },
             {image});
         GlobalFree(image);
-        if (!paxtest::HaveCensus()) return;
+        if (!HaveCensus()) return;
         ASSERT_EQ(statuses.size(), size_t(1 + counts.allocationPoints + counts.lockPoints));
         EXPECT_EQ(statuses[0], DWORD{IMS_OK});
         EXPECT_EQ(statuses[1], 99u);
@@ -227,18 +198,13 @@ TEST(DitherExamples, OrderedMatrices) {
         for (int i = 0; i < m.n * m.n; ++i) digest = (digest ^ m.entries[i]) * 0x100000001B3ull;
     }
     EXPECT_EQ(digest, 0x542cac9e1420d812ull);
-    for (const Line &r : Examples("matrix")) {
-        const OrderedMatrix &m = GetOrderedMatrix(r[0]);
+    for (const Example &r : Examples("matrix")) {
+        const OrderedMatrix &m = GetOrderedMatrix(r.I(0));
         EXPECT_EQ(m.n, int(r.fields[0].size()));
-        EXPECT_EQ(m.maxM, r[2]);
-        const BYTE *row = m.entries + r[1] * m.n;
-        EXPECT_EQ(std::vector<int>(row, row + m.n), r.fields[0]) << "type " << r.head[0] << " row " << r.head[1];
+        EXPECT_EQ(m.maxM, r.I(2));
+        const BYTE *row = m.entries + r.I(1) * m.n;
+        EXPECT_EQ(std::vector<int>(row, row + m.n), r.fields[0]) << r.line;
     }
-}
-
-uint64_t Fold(uint64_t digest, const std::vector<BYTE> &bytes) {
-    for (BYTE b : bytes) digest = (digest ^ b) * 0x100000001B3ull; // FNV-1a
-    return (digest ^ bytes.size()) * 0x100000001B3ull;
 }
 
 // The images of the `case` lines after seeded noise of widths 1 to 70 at 4,
@@ -257,9 +223,10 @@ TEST(DitherDigest, EveryDitherDepthAndImage) {
         const int entries = depth != 24 && w % 4 == 1 ? 1 + w % (depth == 4 ? 15 : 255) : 0;
         cases.push_back({depth, w, h, entries, w % 7 == 3 ? 1 + 3 * w : 256, w % 5 == 0, w % 2 == 0 && depth < 24, 0});
     }
-    for (const Line &c : Examples("case")) cases.push_back({c[0], c[1], c[2], c[3], c[4], c[5], c[6], c[7]});
-    paxtest::Rng rng(2718);
-    std::vector<uint64_t> digests(std::size(kMethods), 0xCBF29CE484222325ull);
+    for (const Example &c : Examples("case"))
+        cases.push_back({c.I(0), c.I(1), c.I(2), c.I(3), c.I(4), c.I(5), c.I(6), c.I(7)});
+    Rng rng(2718);
+    std::vector<uint64_t> digests(std::size(kMethods), kDigestStart);
     for (const Case &c : cases) {
         std::vector<int> pixels(size_t(c.w) * c.h), table(c.entries ? c.entries : c.seededTable << c.depth);
         for (int &v : pixels)
@@ -289,10 +256,10 @@ TEST(DitherDigest, EveryDitherDepthAndImage) {
         }
         GlobalFree(image);
     }
-    for (const Line &d : Examples("digest")) {
+    for (const Example &d : Examples("digest")) {
         char text[17];
-        std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(digests[Named(d.head[0])]));
-        EXPECT_EQ(text, d.head[1]) << d.head[0];
+        std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(digests[Named(d.words[0])]));
+        EXPECT_EQ(text, d.words[1]) << d.line;
     }
 }
 

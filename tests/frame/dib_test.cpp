@@ -6,46 +6,38 @@
 
 #include <gtest/gtest.h>
 
-#ifndef _WIN32
-#include "win32lite_test.h"
-#endif
-
 #include <algorithm>
 #include <climits>
 #include <cstring>
+#include <vector>
 
 using paxtest::BlockBytes;
 using paxtest::HeaderOf;
 
 namespace {
 
-BITMAPINFOHEADER Header(int bits, DWORD clrUsed, DWORD size = 40) {
-    BITMAPINFOHEADER h = {};
-    h.biSize = size;
-    h.biBitCount = static_cast<WORD>(bits);
-    h.biClrUsed = clrUsed;
-    return h;
-}
-
-TEST(ColorTable, SizeFollowsDepthAndClrUsed) {
-    struct Case { int bits; DWORD used; int entries; } cases[] = {
-        {1, 0, 2}, {4, 0, 16}, {8, 0, 256}, {8, 20, 20}, {24, 0, 0}, {32, 0, 0}, {16, 0, 0},
-        {24, 7, 7},
+// Entries follow the depth unless biClrUsed names them; a 12-byte core
+// header has 3-byte entries and no count (its depth is at offset 10).
+TEST(ColorTable, SizeFollowsHeaderDepthAndClrUsed) {
+    const struct { DWORD size; int bits; DWORD used; int64_t entries, bytes; } cases[] = {
+        {40, 1, 0, 2, 8},    {40, 4, 0, 16, 64},   {40, 8, 0, 256, 1024},
+        {40, 8, 20, 20, 80}, {40, 24, 0, 0, 0},    {40, 32, 0, 0, 0},
+        {40, 16, 0, 0, 0},   {40, 24, 7, 7, 28},   {12, 8, 5, 256, 768},
+        // Any count a header may claim has a size that compares with a block.
+        {40, 24, 0x40000000u, 0x40000000, int64_t{1} << 32},
+        {40, 24, 0x80000000u, 0x80000000, int64_t{1} << 33},
+        {40, 24, 0xFFFFFFFFu, 0xFFFFFFFF, 4 * int64_t{0xFFFFFFFF}},
     };
     for (const auto &c : cases) {
-        BITMAPINFOHEADER h = Header(c.bits, c.used);
-        EXPECT_EQ(ColorTableEntries(&h), c.entries) << c.bits << " bits, used " << c.used;
-        EXPECT_EQ(ColorTableSize(&h), c.entries * 4);
+        BITMAPINFOHEADER h = {c.size, 0, 0, 1, static_cast<WORD>(c.bits), 0, 0, 0, 0, c.used, 0};
+        auto *core = reinterpret_cast<BITMAPCOREHEADER *>(&h);
+        if (c.size == 12) {
+            core->bcBitCount = static_cast<WORD>(c.bits);
+            h.biBitCount = 0;
+        }
+        EXPECT_EQ(ColorTableEntries(&h), c.entries) << c.size << ", " << c.bits << " bits, used " << c.used;
+        EXPECT_EQ(ColorTableSize(&h), c.bytes);
     }
-}
-
-TEST(ColorTable, CoreHeaderUsesTripletsAndIgnoresClrUsed) {
-    BITMAPINFOHEADER h = {};
-    auto *core = reinterpret_cast<BITMAPCOREHEADER *>(&h);
-    core->bcSize = 12;
-    core->bcBitCount = 8;
-    EXPECT_EQ(ColorTableEntries(&h), 256);
-    EXPECT_EQ(ColorTableSize(&h), 768);
 }
 
 // 3 x width rounded up to a multiple of 4 (1 -> 4, 4 -> 12, 5 -> 16); 4 x width.
@@ -92,36 +84,28 @@ TEST(DuplicateDIB, CopiesEveryByteIntoANewUnlockedBlock) {
     EXPECT_EQ(DuplicateDIB(nullptr), nullptr);
 }
 
-TEST(CreateDIBLike, Makes24BitImageOfA32BitSource) {
-    HGLOBAL src = paxtest::MakeDib(3, 2, 32, [](int x, int y, int k) { return x + y + k; }, -1, 0, 12);
-    BITMAPINFOHEADER before = HeaderOf(src);
-    HGLOBAL out = CreateDIB24Like(src);
-    ASSERT_NE(out, nullptr);
-    EXPECT_EQ(GlobalSize(out), 40u + 24u);
-    BITMAPINFOHEADER h = HeaderOf(out);
-    const BITMAPINFOHEADER want = {40, 3, 2, before.biPlanes, 24, 0, 24, before.biXPelsPerMeter,
-                                   before.biYPelsPerMeter, before.biClrUsed, before.biClrImportant};
-    EXPECT_EQ(std::memcmp(&h, &want, 40), 0);
-    std::vector<BYTE> bytes = BlockBytes(out);
-    for (size_t i = 40; i < bytes.size(); ++i) ASSERT_EQ(bytes[i], 0) << i;
-    EXPECT_EQ(std::memcmp(&before, BlockBytes(src).data(), 40), 0) << "source header changed";
-    GlobalFree(out);
-    GlobalFree(src);
-}
-
-TEST(CreateDIBLike, Makes32BitImageAndClearsTheColourCount) {
-    HGLOBAL src = paxtest::MakeDib(5, 3, 24, [](int, int, int) { return 9; }, 4);
-    HGLOBAL out = CreateDIB32Like(src);
-    ASSERT_NE(out, nullptr);
-    BITMAPINFOHEADER h = HeaderOf(out);
-    EXPECT_EQ(h.biBitCount, 32);
-    EXPECT_EQ(h.biSizeImage, 60u);
-    EXPECT_EQ(GlobalSize(out), 100u);
-    // No table in the new block, and the header says so.
-    EXPECT_EQ(h.biClrUsed, 0u);
-    EXPECT_EQ(ColorTableSize(&h), 0);
-    GlobalFree(out);
-    GlobalFree(src);
+// The source's header with the new depth, no model tag, the size of the new
+// rows and no table, then zeroed rows; the source stays as it was.
+TEST(CreateDIBLike, MakesAnEmptyImageOfTheSourcesSize) {
+    const struct { HGLOBAL (*make)(HGLOBAL); int sourceBits, table, bits; DWORD sizeImage; } cases[] = {
+        {CreateDIB24Like, 32, -1, 24, 48}, {CreateDIB32Like, 24, 4, 32, 60}};
+    for (const auto &c : cases) {
+        HGLOBAL src = paxtest::MakeDib(5, 3, c.sourceBits, [](int x, int y, int k) { return x + y + k; }, c.table, 0, 12);
+        const std::vector<BYTE> source = BlockBytes(src);
+        HGLOBAL out = c.make(src);
+        ASSERT_NE(out, nullptr);
+        BITMAPINFOHEADER h = HeaderOf(src);
+        h.biBitCount = static_cast<WORD>(c.bits);
+        h.biCompression = 0;
+        h.biSizeImage = c.sizeImage;
+        h.biClrUsed = 0;
+        std::vector<BYTE> want(40 + c.sizeImage, 0);
+        std::memcpy(want.data(), &h, 40);
+        EXPECT_EQ(BlockBytes(out), want) << c.bits;
+        EXPECT_EQ(BlockBytes(src), source);
+        GlobalFree(out);
+        GlobalFree(src);
+    }
 }
 
 TEST(CreateDIBLike, RefusesWhatCannotBeRead) {
@@ -138,7 +122,8 @@ TEST(CreateDIBLike, RefusesWhatCannotBeRead) {
     GlobalFree(negative);
 }
 
-TEST(DescribeDib, RowsMustLieInsideTheBlock) {
+// Rows that do not fit and hostile headers: LocateImage below.
+TEST(DescribeDib, FindsTheRowsOfAnImageOfItsDepth) {
     HGLOBAL img = paxtest::MakeDib(5, 4, 24, [](int, int, int) { return 0; });
     BYTE *p = static_cast<BYTE *>(GlobalLock(img));
     DibLayout d;
@@ -148,45 +133,40 @@ TEST(DescribeDib, RowsMustLieInsideTheBlock) {
     EXPECT_EQ(d.pixels, p + 40);
     EXPECT_EQ(PixelAt(d, 0, 0, 3), p + 40 + 48); // top row is stored last
     EXPECT_FALSE(DescribeDib(p, GlobalSize(img) - 1, 24, &d));
-    EXPECT_FALSE(DescribeDib(p, 39, 24, &d));
-    reinterpret_cast<BITMAPINFOHEADER *>(p)->biHeight = 5;
-    EXPECT_FALSE(DescribeDib(p, GlobalSize(img), 24, &d));
-    reinterpret_cast<BITMAPINFOHEADER *>(p)->biHeight = 4;
+    EXPECT_FALSE(DescribeDib(p, GlobalSize(img), 32, &d));
     reinterpret_cast<BITMAPINFOHEADER *>(p)->biClrUsed = 1; // a table that is not there
     EXPECT_FALSE(DescribeDib(p, GlobalSize(img), 24, &d));
-    for (DWORD hostile : {0x40000000u, 0x80000000u, 0xFFFFFFFFu}) {
-        reinterpret_cast<BITMAPINFOHEADER *>(p)->biClrUsed = hostile;
-        EXPECT_EQ(ColorTableSize(reinterpret_cast<BITMAPINFOHEADER *>(p)), 4 * int64_t{hostile});
-        EXPECT_FALSE(DescribeDib(p, GlobalSize(img), 24, &d)) << hostile;
-    }
     GlobalUnlock(img);
     GlobalFree(img);
 }
 
+// 3- and 4-component pixels hold components 0..2 in bytes 2, 1, 0; CMYK
+// pixels hold K, Y, M, C.
 TEST(PixelHelpers, StoreComponentsReversed) {
-    BYTE px[4] = {};
     const BYTE v[4] = {10, 20, 30, 40};
-    PutPixel3(px, v);
-    EXPECT_EQ(px[0], 30);
-    EXPECT_EQ(px[2], 10);
-    BYTE back[4];
-    GetPixel3(px, back);
-    EXPECT_EQ(std::memcmp(back, v, 3), 0);
-    PutCMYKPixel(px, v);
-    EXPECT_EQ(px[0], 40); // K
-    EXPECT_EQ(px[3], 10); // C
-    GetCMYKPixel(px, back);
-    EXPECT_EQ(std::memcmp(back, v, 4), 0);
-    PutPixel4(px, v);
-    EXPECT_EQ(px[3], 40);
-    GetPixel4(px, back);
-    EXPECT_EQ(std::memcmp(back, v, 4), 0);
+    const struct { void (*put)(BYTE *, const BYTE *); void (*get)(const BYTE *, BYTE *); std::vector<BYTE> stored; } cases[] = {
+        {PutPixel3, GetPixel3, {30, 20, 10, 0}}, {PutPixel4, GetPixel4, {30, 20, 10, 40}},
+        {PutCMYKPixel, GetCMYKPixel, {40, 30, 20, 10}}};
+    for (const auto &c : cases) {
+        std::vector<BYTE> px(4, 0), back(4, 0);
+        c.put(px.data(), v);
+        EXPECT_EQ(px, c.stored);
+        c.get(px.data(), back.data());
+        EXPECT_TRUE(std::equal(v, v + (c.stored[3] ? 4 : 3), back.begin()));
+    }
 }
 
+// A copy whose source or own lock failed is still made: zeroed, unlocked.
 TEST(HelperFailures, EveryAllocationAndLockPointLeavesNothingBehind) {
     if (!paxtest::HaveCensus()) GTEST_SKIP() << "fault injection needs the Linux stand-in";
     HGLOBAL img = paxtest::MakeRandomDib24(7, 5, 3);
-    auto dup = paxtest::SweepFailures([&] { return DuplicateDIB(img); }, {img});
+    auto zeroedCopy = [&](paxtest::FailureKind kind, long, const std::vector<HGLOBAL> &made) {
+        if (kind != paxtest::FailureKind::Lock) return;
+        ASSERT_NE(made[0], nullptr);
+        EXPECT_EQ(BlockBytes(made[0]), std::vector<BYTE>(GlobalSize(img), 0));
+        EXPECT_EQ(paxtest::LockCount(made[0]), 0);
+    };
+    auto dup = paxtest::SweepFailures([&] { return std::vector<HGLOBAL>{DuplicateDIB(img)}; }, {img}, false, zeroedCopy);
     auto c24 = paxtest::SweepFailures([&] { return CreateDIB24Like(img); }, {img});
     auto c32 = paxtest::SweepFailures([&] { return CreateDIB32Like(img); }, {img});
     EXPECT_EQ(dup.allocationPoints, 1);
@@ -195,27 +175,6 @@ TEST(HelperFailures, EveryAllocationAndLockPointLeavesNothingBehind) {
     EXPECT_EQ(c32.lockPoints, 2);
     GlobalFree(img);
 }
-
-#ifndef _WIN32
-TEST(HelperFailures, DuplicateWithAFailedLockStillReturnsAZeroedBlock) {
-    HGLOBAL img = paxtest::MakeRandomDib24(3, 3, 1);
-    for (long point = 1; point <= 2; ++point) { // the source's lock, then the copy's
-        SCOPED_TRACE(point);
-        win32lite::ResetFaults();
-        win32lite::FailLockAt(point);
-        HGLOBAL copy = DuplicateDIB(img);
-        win32lite::ResetFaults();
-        ASSERT_NE(copy, nullptr);
-        std::vector<BYTE> b = BlockBytes(copy);
-        EXPECT_EQ(b.size(), GlobalSize(img));
-        EXPECT_TRUE(std::all_of(b.begin(), b.end(), [](BYTE v) { return v == 0; }));
-        EXPECT_EQ(paxtest::LockCount(copy), 0);
-        EXPECT_EQ(paxtest::LockCount(img), 0);
-        GlobalFree(copy);
-    }
-    GlobalFree(img);
-}
-#endif
 
 // The layout rule itself, at the edges where sizes would overflow or just fit.
 TEST(LocateImage, FaultsAndSizesAtTheEdges) {
@@ -251,13 +210,9 @@ TEST(LocateImage, FaultsAndSizesAtTheEdges) {
         std::vector<BYTE> block(r.block, 0);
         auto *h = reinterpret_cast<BITMAPINFOHEADER *>(block.data());
         *h = BITMAPINFOHEADER{40, r.w, r.h, 1, 24, 0, r.sizeImage, 0, 0, r.clrUsed, 0};
-        LayoutRules rules;
-        rules.depths = uint64_t{1} << 24;
-        rules.topDown = r.topDown;
-        rules.rowsStart = r.start;
-        rules.sizeImage = r.rule;
+        const LayoutRules rules = {uint64_t{1} << 24, true, r.topDown, r.start, r.rule};
         const DibLayout l = LocateImage(block.data(), block.size(), rules);
-        EXPECT_EQ(static_cast<int>(l.fault), static_cast<int>(r.fault));
+        EXPECT_EQ(l.fault, r.fault);
         EXPECT_EQ(l.height, r.rows);
         EXPECT_TRUE(l.depthAccepted);
         if (r.fault == F::None) {
@@ -269,10 +224,8 @@ TEST(LocateImage, FaultsAndSizesAtTheEdges) {
     }
     // 65535 bits per pixel: stride x rows would wrap unsigned 64 bits too.
     BITMAPINFOHEADER wide = {40, 0x7FFFFFFF, INT_MIN, 1, 0xFFFF, 0, 0, 0, 0, 0, 0};
-    LayoutRules any;
-    any.topDown = true;
-    EXPECT_EQ(static_cast<int>(LocateImage(&wide, sizeof wide, any).fault), static_cast<int>(F::Rows));
-    EXPECT_EQ(static_cast<int>(LocateImage(nullptr, 0, LayoutRules{}).fault), static_cast<int>(F::ShortBlock));
+    EXPECT_EQ(LocateImage(&wide, sizeof wide, LayoutRules{0, true, true}).fault, F::Rows); // any depth, top-down
+    EXPECT_EQ(LocateImage(nullptr, 0, LayoutRules{}).fault, F::ShortBlock);
 }
 
 } // namespace

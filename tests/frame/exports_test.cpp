@@ -26,13 +26,28 @@
 #include <cstring>
 #include <fstream>
 #include <map>
-#include <sstream>
 
 namespace {
 
 using namespace paxtest;
 
 ThreadState *State() { return GetThreadState(); }
+
+// A block freed, and a call's results freed, at the end of their scope.
+struct Block {
+    explicit Block(HGLOBAL block) : h(block) {}
+    Block(const Block &) = delete;
+    ~Block() { Reset(nullptr); }
+    void Reset(HGLOBAL next) {
+        if (h) GlobalFree(h);
+        h = next;
+    }
+    operator HGLOBAL() const { return h; }
+    HGLOBAL h;
+};
+struct Results : Outcome {
+    ~Results() { FreeResults(*this); }
+};
 
 // The code the export left in its channel; the thread's channels are first
 // set to kUntouched so that "nothing stored" shows.
@@ -57,35 +72,29 @@ struct Check {
     int32_t value = 0, defectValue = 0;
     DWORD code = 0;
 };
-std::map<std::string, std::vector<Check>> ReadChecks() {
-    std::map<std::string, DWORD> codes = {{"accepted", kAccepted}, {"untouched", kUntouched}};
-    for (DWORD c = 0; c < 32; ++c) codes[CceName(c)] = c, codes[ImsName(c)] = c;
-    std::map<std::string, std::vector<Check>> checks;
-    std::ifstream in(PAX_EXPORT_CHECKS);
-    EXPECT_TRUE(in.good()) << PAX_EXPORT_CHECKS;
-    for (std::string line; std::getline(in, line);) {
-        std::vector<std::string> f; // export, argument, defect, code
-        std::istringstream fields(line);
-        for (std::string field; std::getline(fields, field, '|');) {
-            const size_t from = field.find_first_not_of(' ');
-            f.push_back(field.substr(from, field.find_last_not_of(' ') + 1 - from));
-        }
-        if (line.empty() || line[0] == '#' || f.size() != 4) continue;
-        Check c{line, f[2]};
-        if (f[1] != "-") std::sscanf(f[1].c_str(), "a%d=%d", &c.arg, &c.value);
-        const size_t at = c.defect.find('=');
-        if (at != std::string::npos) {
-            c.defectValue = std::stoi(c.defect.substr(at + 1));
-            c.defect.resize(at);
-        }
-        EXPECT_EQ(codes.count(f[3]), 1u) << line;
-        c.code = codes[f[3]];
-        checks[f[0]].push_back(c);
-    }
-    return checks;
-}
 const std::map<std::string, std::vector<Check>> &Checks() {
-    static const auto checks = ReadChecks();
+    static const auto checks = [] {
+        std::map<std::string, DWORD> codes = {{"accepted", kAccepted}, {"untouched", kUntouched}};
+        for (DWORD c = 0; c < 32; ++c) codes[CceName(c)] = c, codes[ImsName(c)] = c;
+        std::map<std::string, std::vector<Check>> read;
+        std::ifstream in(PAX_EXPORT_CHECKS);
+        EXPECT_TRUE(in.good()) << PAX_EXPORT_CHECKS;
+        for (std::string line; std::getline(in, line);) {
+            char name[64] = {}, arg[16] = {}, defect[32] = {}, code[32] = {}, kind[32] = {};
+            if (line.empty() || line[0] == '#') continue;
+            EXPECT_EQ(std::sscanf(line.c_str(), "%63[^|]| %15s | %31s | %31s", name, arg, defect, code), 4) << line;
+            int value = 0;
+            std::sscanf(defect, "%31[^=]=%d", kind, &value);
+            Check c{line, kind};
+            c.defectValue = value;
+            std::sscanf(arg, "a%d=%d", &c.arg, &c.value); // "-": no argument changed
+            EXPECT_EQ(codes.count(code), 1u) << line;
+            c.code = codes[code];
+            const std::string exportName(name, std::string(name).find_last_not_of(' ') + 1);
+            read[exportName].push_back(c);
+        }
+        return read;
+    }();
     return checks;
 }
 
@@ -130,18 +139,16 @@ TEST(Exports, RefuseInTheOrderOfTheirChecks) {
         ASSERT_EQ(Checks().count(e.name), 1u) << e.name << " has no checks";
         for (const Check &r : Checks().at(e.name)) {
             SCOPED_TRACE(r.line);
-            HGLOBAL image = ImageWith(e, r.defect, r.defectValue);
+            Block image{ImageWith(e, r.defect, r.defectValue)};
             Args args = e.typical;
             if (r.arg >= 0) args.a[r.arg] = r.value;
-            Outcome o;
+            Results o;
             const DWORD code = Checked(e, image, args, &o);
             EXPECT_EQ(o.ok(), r.code == kAccepted);
             EXPECT_EQ(code, r.code == kAccepted ? 0 : r.code);
             if (o.ok() && r.defect == "no-columns") {
                 EXPECT_EQ(BlockDigest(o.results[0]), BlockDigest(image)) << "no pixel to visit: a plain copy";
             }
-            FreeResults(o);
-            if (image) GlobalFree(image);
         }
     }
 }
@@ -152,7 +159,7 @@ TEST(Exports, FindThePixelsAfterADeclaredColourTable) {
     for (const ImageExport &e : ImageExports()) {
         if (e.depth != 24 || e.compression || e.progress == ProgressShape::Rows5) continue; // the convolution
         SCOPED_TRACE(e.name); // reads its rows right after the header
-        HGLOBAL plain = MakeImageFor(e, 5, 3), tabled = GlobalAlloc(GHND, GlobalSize(plain) + 16);
+        Block plain{MakeImageFor(e, 5, 3)}, tabled{GlobalAlloc(GHND, GlobalSize(plain) + 16)};
         const std::vector<BYTE> bytes = BlockBytes(plain);
         BYTE *p = static_cast<BYTE *>(GlobalLock(tabled));
         std::copy(bytes.begin(), bytes.begin() + 40, p);
@@ -160,20 +167,16 @@ TEST(Exports, FindThePixelsAfterADeclaredColourTable) {
         std::copy(bytes.begin() + 40, bytes.end(), p + 56);
         reinterpret_cast<BITMAPINFOHEADER *>(p)->biClrUsed = 4;
         GlobalUnlock(tabled);
-        Outcome a, b;
+        Results a, b;
         EXPECT_EQ(Checked(e, plain, e.typical, &a), 0u);
         EXPECT_EQ(Checked(e, tabled, e.typical, &b), 0u);
         std::vector<HGLOBAL> x = a.results, y = b.results;
-        if (e.writesCaller) x = {plain}, y = {tabled};
+        if (e.writesCaller) x = {plain.h}, y = {tabled.h};
         ASSERT_EQ(x.size(), y.size());
         for (size_t i = 0; i < x.size(); ++i) {
             const std::vector<BYTE> rows = BlockBytes(x[i]), withTable = BlockBytes(y[i]);
             EXPECT_TRUE(std::equal(rows.begin() + 40, rows.end(), withTable.end() - (rows.size() - 40))) << i;
         }
-        FreeResults(a);
-        FreeResults(b);
-        GlobalFree(plain);
-        GlobalFree(tabled);
     }
 }
 
@@ -200,19 +203,17 @@ TEST(Exports, AnswerHostileHeadersWithACodeOrAResult) {
                             if (bytes < 40 && (w || h || clrUsed || sizeImage)) continue;
                             SCOPED_TRACE(testing::Message() << e.name << ": " << bytes << " bytes, " << w << " x "
                                                             << h << ", table " << clrUsed << ", size " << sizeImage);
-                            HGLOBAL block = GlobalAlloc(GHND, bytes);
+                            Block block{GlobalAlloc(GHND, bytes)};
                             BYTE *p = static_cast<BYTE *>(GlobalLock(block));
                             for (SIZE_T i = 0; p && i < bytes; ++i) p[i] = static_cast<BYTE>(i * 29 + 7);
                             const BITMAPINFOHEADER hd = {40, w, h, 1, static_cast<WORD>(e.depth), e.compression,
                                                          sizeImage, 0, 0, clrUsed, 0};
                             if (p) std::memcpy(p, &hd, std::min<SIZE_T>(bytes, sizeof hd));
                             GlobalUnlock(block);
-                            Outcome o;
+                            Results o;
                             const DWORD code = Checked(e, block, e.typical, &o);
                             EXPECT_TRUE(o.ok() ? code == 0 : std::count(codes.begin(), codes.end(), code) > 0)
                                 << code;
-                            FreeResults(o);
-                            GlobalFree(block);
                         }
     }
 #ifndef _WIN32
@@ -236,7 +237,7 @@ TEST(Exports, SurviveEveryInjectedFailure) {
         for (int variant : {0, 3, 4}) {
             if (variant == 4 && e.progress != ProgressShape::Rows5) continue;
             SCOPED_TRACE(testing::Message() << e.name << " variant " << variant);
-            HGLOBAL image = MakeImageFor(e, 7, 4);
+            Block image{MakeImageFor(e, 7, 4)};
             Args args = WithMode(e, variant & 3, MakeOwner());
             if (variant == 4) args.a[1] = CONV_FILE, args.filterFile = filterFile;
             DWORD code = 0;
@@ -247,7 +248,7 @@ TEST(Exports, SurviveEveryInjectedFailure) {
                 if (o.returnedCaller) made.push_back(image);
                 return made;
             };
-            SweepCounts n = SweepFailures(op, {image}, e.writesCaller, [&](FailureKind, long, const auto &made) {
+            SweepCounts n = SweepFailures(op, {image.h}, e.writesCaller, [&](FailureKind, long, const auto &made) {
                 // A second attempt may get what the first did not: success is clean.
                 EXPECT_TRUE(made.empty() ? std::count(e.failureCodes.begin(), e.failureCodes.end(), code) > 0
                                          : code == 0)
@@ -256,7 +257,6 @@ TEST(Exports, SurviveEveryInjectedFailure) {
             EXPECT_GE(n.allocationPoints + n.lockPoints, 2);
             EXPECT_EQ(n.fileOpenPoints, variant == 4 ? 1 : 0);
             DestroyWindow(args.owner);
-            GlobalFree(image);
         }
     std::remove(filterFile);
 }
@@ -288,11 +288,6 @@ struct DialogCase {
     Args same;
     DWORD code; // of the run with the written values
 };
-Args A(std::initializer_list<int32_t> v) {
-    Args g;
-    std::copy(v.begin(), v.end(), g.a);
-    return g;
-}
 const DialogCase kDialogCases[] = {
     // Hue units (40 degrees are 28), the range in hue units (120 is 85);
     // back: 90 degrees, -20, 35, 300 to 60 degrees.
@@ -316,12 +311,8 @@ const DialogCase kDialogCases[] = {
 class ParameterDialog : public testing::Test {
 protected:
     void SetUp() override {
-#if PAX_DIALOGS == 0
-        ASSERT_FALSE(dlg_.loaded()) << "a dialog library beside the program";
-#else
-        ASSERT_TRUE(dlg_.loaded()) << "no dialog double beside " << ExecutableFolder();
-        ASSERT_EQ(dlg_.HasEntries(), PAX_DIALOGS == 2);
-#endif
+        ASSERT_EQ(dlg_.loaded(), PAX_DIALOGS > 0) << "the dialog double beside " << ExecutableFolder();
+        ASSERT_EQ(dlg_.loaded() && dlg_.HasEntries(), PAX_DIALOGS == 2);
     }
     DialogDouble dlg_;
 };
@@ -334,7 +325,7 @@ TEST_F(ParameterDialog, RunsInItsModesAndCancels) {
     HWND owner = MakeOwner(ProbeProc);
     for (const ImageExport &e : ImageExports()) {
         if (e.dialog < 0) continue;
-        HGLOBAL image = MakeImageFor(e, 11, 4);
+        Block image{MakeImageFor(e, 11, 4)};
         Outcome plain;
         ASSERT_EQ(Checked(e, image, WithMode(e, 0), &plain), 0u) << e.name;
         const uint64_t want = BlockDigest(plain.ok() && !e.writesCaller ? plain.results[0] : image);
@@ -345,10 +336,7 @@ TEST_F(ParameterDialog, RunsInItsModesAndCancels) {
                 const bool asked = (e.modeArg == ModeArg::DialogFlag ? mode != 0 : mode == 2 || mode == 3);
                 const bool cancelled = asked && !result && PAX_DIALOGS == 2;
                 if (dlg_.loaded()) dlg_.Reset(), dlg_.SetResult(e.dialog, result);
-                if (e.writesCaller) {
-                    GlobalFree(image);
-                    image = MakeImageFor(e, 11, 4);
-                }
+                if (e.writesCaller) image.Reset(MakeImageFor(e, 11, 4));
                 const bool progress = (mode == 1 || mode == 3) && e.progress != ProgressShape::None;
                 if (progress && !HaveDisplay()) continue;
                 Args args = e.typical;
@@ -356,7 +344,7 @@ TEST_F(ParameterDialog, RunsInItsModesAndCancels) {
                 args.owner = owner;
                 g_probe = Probe();
                 PostMessageA(owner, kProbe, 0, 0);
-                Outcome o;
+                Results o;
                 const DWORD code = Checked(e, image, args, &o);
                 EXPECT_EQ(o.ok(), !cancelled);
                 if (o.ok()) {
@@ -378,9 +366,7 @@ TEST_F(ParameterDialog, RunsInItsModesAndCancels) {
                     }
                 }
                 EXPECT_EQ(GetModuleHandleA("PAXDlgs.dll"), dlg_.module()) << "the library was not released";
-                FreeResults(o);
             }
-        GlobalFree(image);
     }
     DestroyWindow(owner);
 }
@@ -392,10 +378,10 @@ TEST_F(ParameterDialog, ReceivesTheValuesAndItsAnswerIsUsed) {
         const ImageExport &e = *std::find_if(ImageExports().begin(), ImageExports().end(),
                                              [&](const ImageExport &x) { return x.dialog == c.entry; });
         SCOPED_TRACE(testing::Message() << e.name << ", " << c.writes.size() << " values written");
-        HGLOBAL image = MakeImageFor(e, 9, 5);
+        Block image{MakeImageFor(e, 9, 5)};
         dlg_.Reset();
         for (auto [argument, value] : c.writes) dlg_.SetValue(c.entry, argument, value);
-        Outcome viaDialog, direct;
+        Results viaDialog, direct;
         const DWORD code = Checked(e, image, WithMode(e, 2), &viaDialog);
         EXPECT_EQ(code, c.code);
         ASSERT_EQ(dlg_.CallCount(), 1);
@@ -414,9 +400,6 @@ TEST_F(ParameterDialog, ReceivesTheValuesAndItsAnswerIsUsed) {
             ASSERT_TRUE(viaDialog.ok() && direct.ok());
             EXPECT_EQ(BlockDigest(viaDialog.results[0]), BlockDigest(direct.results[0]));
         }
-        FreeResults(viaDialog);
-        FreeResults(direct);
-        GlobalFree(image);
     }
 }
 
@@ -424,10 +407,10 @@ TEST_F(ParameterDialog, ReceivesTheValuesAndItsAnswerIsUsed) {
 // what it writes there is used.
 TEST_F(ParameterDialog, ReplaceColorGetsCopiesOfTheColours) {
     if (PAX_DIALOGS != 2) GTEST_SKIP() << "needs the entries";
-    HGLOBAL image = MakeImageFor(ImageExports()[0], 9, 5);
+    Block image{MakeImageFor(ImageExports()[0], 9, 5)};
     const BYTE target[3] = {40, 90, 200}, tolerance[3] = {60, 80, 100};
     dlg_.SetValue(DD_REPLACE_COLOR, 4, 0xFFFFFF);
-    HDIB wide = ReplaceColor(image, target, tolerance, 0, -255, 0, 2, nullptr);
+    Block wide{ReplaceColor(image, target, tolerance, 0, -255, 0, 2, nullptr)};
     DialogDoubleCall c = dlg_.Call(0);
     for (int i : {3, 4}) {
         EXPECT_NE(c.arguments[i].pointer, static_cast<const void *>(i == 3 ? target : tolerance)) << "a copy";
@@ -435,11 +418,8 @@ TEST_F(ParameterDialog, ReplaceColorGetsCopiesOfTheColours) {
     }
     EXPECT_EQ(tolerance[0], 60) << "the caller's colours are not written";
     // A tolerance of 255 selects every pixel: everything loses its saturation.
-    HDIB grey = Desaturate(image, 0, nullptr);
+    Block grey{Desaturate(image, 0, nullptr)};
     EXPECT_EQ(BlockDigest(wide), BlockDigest(grey));
-    GlobalFree(wide);
-    GlobalFree(grey);
-    GlobalFree(image);
 }
 
 #ifndef _WIN32
@@ -449,60 +429,37 @@ TEST(ParameterDialogLoader, LooksBesideTheProgramNotOnTheSearchPath) {
 }
 #endif
 
-// The loader itself: the library beside the program only, released after
-// every outcome; arguments by value and pointer arrive in order and what the
-// entry writes comes back.
-TEST_F(ParameterDialog, LoaderFindsReleasesAndPassesArguments) {
-    const char *const names[] = {"CONTRASTUI",   "GammaCorrectionUI", "ColorConvUI",      "ColorHueSaturationUI",
-                                 "DesaturateUI", "ReplaceColorUI",    "ColorCMYKLevelsUI"};
-    HGLOBAL image = MakeRandomDib24(3, 2, 7);
-    for (int e = 0; e < DD_ENTRY_COUNT; ++e) {
-        if (dlg_.loaded()) {
-            EXPECT_EQ(GetProcAddress(dlg_.module(), names[e]) != nullptr, PAX_DIALOGS == 2);
-        }
-        int value = 5; // an entry that is called gets no argument but the image
-        const bool run = PAX_DIALOGS < 2 || e == DD_DESATURATE;
-        for (int result : {1, 0, -1}) {
-            if (!run) continue;
-            if (dlg_.loaded()) dlg_.Reset(), dlg_.SetResult(e, result);
-            State()->convertError = 0;
-            const DialogOutcome got = result < 0 ? RunParamDialog("NoSuchUI", image)
-                                      : PAX_DIALOGS < 2 ? RunParamDialog(names[e], image, &value)
-                                                        : RunParamDialog(names[e], image);
-            const bool missing = PAX_DIALOGS < 2 || result < 0;
-            EXPECT_EQ(got, missing ? DialogOutcome::Missing
-                           : result ? DialogOutcome::Confirmed
-                                    : DialogOutcome::Cancelled);
-            EXPECT_EQ(State()->convertError, missing ? DWORD{CCE_NODIALOGENTRY} : 0u);
-            EXPECT_EQ(value, 5);
-            EXPECT_EQ(GetModuleHandleA("PAXDlgs.dll"), dlg_.module()) << names[e] << " not released";
-            if (dlg_.loaded() && PAX_DIALOGS == 2) {
-                EXPECT_EQ(dlg_.CallCount(), result < 0 ? 0 : 1);
-            }
-        }
-    }
-    if (PAX_DIALOGS == 2) {
-        short coefficients[10] = {1, -2, 3, -4, 5, -6, 7, -8, 9, 11}, brightness = 10, contrast = -20;
-        int errorCode = 42;
-        dlg_.Reset();
-        dlg_.SetValue(DD_CONVOLUTION, 6, -5);
-        dlg_.SetValue(DD_CONTRAST, 1, -32768);
-        RunParamDialog("ColorConvUI", image, 1, -7, short{-300}, short{3}, "kernel.flt",
-                       static_cast<const short *>(coefficients), &errorCode);
-        RunParamDialog("CONTRASTUI", image, &brightness, &contrast);
-        const DialogDoubleCall c = dlg_.Call(0);
-        const int byValue[4] = {1, -7, -300, 3};
-        for (int i = 0; i < 4; ++i) EXPECT_EQ(c.arguments[i].value, byValue[i]) << i;
-        EXPECT_EQ(c.arguments[2].kind, DD_INT16);
-        EXPECT_STREQ(c.arguments[4].text, "kernel.flt");
-        ASSERT_EQ(c.arguments[5].listCount, 10);
-        EXPECT_EQ(std::memcmp(c.arguments[5].list, coefficients, sizeof coefficients), 0);
-        EXPECT_EQ(c.arguments[6].before, 42);
-        EXPECT_EQ(errorCode, -5);
-        EXPECT_EQ(brightness, 10);
-        EXPECT_EQ(contrast, -32768);
-    }
-    GlobalFree(image);
+// Arguments by value and by pointer reach the entry in order, and what the
+// entry writes comes back. Confirmed, cancelled and missing entries (with
+// CCE_NODIALOGENTRY and the library released) are RunsInItsModesAndCancels.
+TEST_F(ParameterDialog, LoaderPassesArgumentsInOrder) {
+    if (PAX_DIALOGS != 2) GTEST_SKIP() << "needs the entries";
+    Block image{MakeRandomDib24(3, 2, 7)};
+    short coefficients[10] = {1, -2, 3, -4, 5, -6, 7, -8, 9, 11}, brightness = 10, contrast = -20;
+    int errorCode = 42;
+    dlg_.SetValue(DD_CONVOLUTION, 6, -5);
+    dlg_.SetValue(DD_CONTRAST, 1, -32768);
+    RunParamDialog("ColorConvUI", image, 1, -7, short{-300}, short{3}, "kernel.flt",
+                   static_cast<const short *>(coefficients), &errorCode);
+    RunParamDialog("CONTRASTUI", image, &brightness, &contrast);
+    const DialogDoubleCall c = dlg_.Call(0);
+    const int byValue[4] = {1, -7, -300, 3};
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(c.arguments[i].value, byValue[i]) << i;
+    EXPECT_EQ(c.arguments[2].kind, DD_INT16);
+    EXPECT_STREQ(c.arguments[4].text, "kernel.flt");
+    ASSERT_EQ(c.arguments[5].listCount, 10);
+    EXPECT_EQ(std::memcmp(c.arguments[5].list, coefficients, sizeof coefficients), 0);
+    EXPECT_EQ(c.arguments[6].before, 42);
+    EXPECT_EQ(errorCode, -5);
+    EXPECT_EQ(brightness, 10);
+    EXPECT_EQ(contrast, -32768);
+    // An entry the library lacks: nothing is called, the code is stored.
+    State()->convertError = 0;
+    EXPECT_EQ(RunParamDialog("NoSuchUI", image, &errorCode), DialogOutcome::Missing);
+    EXPECT_EQ(State()->convertError, DWORD{CCE_NODIALOGENTRY});
+    EXPECT_EQ(errorCode, -5);
+    EXPECT_EQ(dlg_.CallCount(), 2);
+    EXPECT_EQ(GetModuleHandleA("PAXDlgs.dll"), dlg_.module()) << "not released";
 }
 
 // ---- The progress dialog ----------------------------------------------------
@@ -540,68 +497,52 @@ protected:
     DialogDouble dlg_; // reset: every entry confirms
 };
 
-TEST_F(Progress, StepsOnItsUnitsWithTheOwnerDisabled) {
+// Without Cancel (k = 0) the bar steps on the walk's units with the owner
+// disabled meanwhile, and the result is the plain one. Cancel after the k-th
+// step reaches the walk at the next step, which then finds no bar: the call
+// returns nothing and stores no code; the next call clears the flag. In
+// place, the rows filtered before the Cancel stay.
+TEST_F(Progress, StepsOnItsUnitsAndCancelStopsTheWalkAtTheNextStep) {
     for (const ImageExport &e : ImageExports()) {
         if (e.progress == ProgressShape::None) continue;
-        SCOPED_TRACE(e.name);
         int w, h;
-        HGLOBAL image = Image(e, &w, &h);
-        Outcome plain, shown;
-        Checked(e, image, WithMode(e, 0), &plain);
-        HGLOBAL again = e.writesCaller ? Image(e, &w, &h) : nullptr;
-        g_probe = Probe();
-        PostMessageA(owner_, kProbe, 0, 0);
-        StepWatch watch;
-        EXPECT_EQ(Checked(e, again ? again : image, WithMode(e, 1, owner_), &shown), 0u);
-        EXPECT_EQ(std::make_pair(watch.RangeMax(), watch.Steps()), Expected(e, w, h));
-        EXPECT_TRUE(g_probe.delivered && g_probe.dialogOpen && !g_probe.ownerEnabled);
-        EXPECT_TRUE(IsWindowEnabled(owner_));
-        EXPECT_EQ(BlockDigest(again ? again : shown.results[0]), BlockDigest(e.writesCaller ? image : plain.results[0]));
-        FreeResults(plain);
-        FreeResults(shown);
-        GlobalFree(image);
-        if (again) GlobalFree(again);
-    }
-}
-
-// Cancel after the k-th step reaches the walk at the next step, which then
-// finds no bar: the call returns nothing and stores no code; the next call
-// clears the flag. In place, the rows filtered before the Cancel stay.
-TEST_F(Progress, CancelStopsTheWalkAtTheNextStep) {
-    for (const ImageExport &e : ImageExports()) {
-        if (e.progress == ProgressShape::None) continue;
-        for (long k : {1L, 2L}) {
+        Block whole{Image(e, &w, &h)};
+        const std::vector<BYTE> source = BlockBytes(whole);
+        Results plain;
+        Checked(e, whole, WithMode(e, 0), &plain);
+        const std::vector<BYTE> filtered = BlockBytes(e.writesCaller ? whole.h : plain.results[0]);
+        for (long k : {0L, 1L, 2L}) {
             SCOPED_TRACE(testing::Message() << e.name << " Cancel after step " << k);
-            int w, h;
-            HGLOBAL image = Image(e, &w, &h);
-            const std::vector<BYTE> source = BlockBytes(image);
-            Outcome o;
+            Block image{Image(e, &w, &h)};
+            Results o;
+            g_probe = Probe();
+            PostMessageA(owner_, kProbe, 0, 0);
             {
                 StepWatch watch(k);
-                EXPECT_EQ(Checked(e, image, WithMode(e, 3, owner_), &o), 0u);
-                EXPECT_EQ(watch.Steps(), k);
+                EXPECT_EQ(Checked(e, image, WithMode(e, k ? 3 : 1, owner_), &o), 0u);
+                EXPECT_EQ(watch.Steps(), k ? k : Expected(e, w, h).second);
+                if (!k) {
+                    EXPECT_EQ(watch.RangeMax(), Expected(e, w, h).first);
+                }
             }
-            EXPECT_FALSE(o.ok());
-            EXPECT_EQ(State()->cancelled, 1u);
+            EXPECT_TRUE(g_probe.delivered && g_probe.dialogOpen && !g_probe.ownerEnabled);
             EXPECT_TRUE(IsWindowEnabled(owner_));
-            if (e.writesCaller) {
+            EXPECT_EQ(o.ok(), k == 0);
+            EXPECT_EQ(State()->cancelled, k ? 1u : 0u);
+            if (!k) {
+                EXPECT_TRUE(BlockBytes(e.writesCaller ? image.h : o.results[0]) == filtered);
+            } else if (e.writesCaller) {
                 // Rows from the first stored one are filtered up to the step's row.
-                HGLOBAL whole = MakeImageFor(e, w, h);
-                Checked(e, whole, WithMode(e, 0));
-                const std::vector<BYTE> now = BlockBytes(image), filtered = BlockBytes(whole);
+                const std::vector<BYTE> now = BlockBytes(image);
                 const long stride = (3 * w + 3) / 4 * 4, written = 5 * k - e.typical.a[2] / 2;
                 for (long r = 0; r < h; ++r)
                     EXPECT_TRUE(std::equal(now.begin() + 40 + r * stride, now.begin() + 40 + (r + 1) * stride,
                                            (r < written ? filtered : source).begin() + 40 + r * stride))
                         << "row " << r;
-                GlobalFree(whole);
             }
-            Outcome again; // the next call clears the flag
+            Results again; // the next call clears the flag
             EXPECT_EQ(Checked(e, image, WithMode(e, 1, owner_), &again), 0u);
             EXPECT_TRUE(again.ok() && !State()->cancelled);
-            FreeResults(again);
-            FreeResults(o);
-            GlobalFree(image);
         }
     }
 }
@@ -641,9 +582,9 @@ TEST(ProgressDialogFailure, EveryExportFailsCleanly) {
     for (const ImageExport &e : ImageExports()) {
         if (e.progress == ProgressShape::None) continue;
         SCOPED_TRACE(e.name);
-        HGLOBAL image = MakeImageFor(e, 6, 3);
+        Block image{MakeImageFor(e, 6, 3)};
         if (dlg.loaded()) dlg.Reset();
-        Outcome o;
+        Results o;
         const DWORD code = Checked(e, image, WithMode(e, 3, owner), &o);
         EXPECT_FALSE(o.ok());
         const bool asked = e.dialog >= 0;
@@ -656,7 +597,6 @@ TEST(ProgressDialogFailure, EveryExportFailsCleanly) {
         if (owner) {
             EXPECT_TRUE(IsWindowEnabled(owner));
         }
-        GlobalFree(image);
     }
     if (owner) DestroyWindow(owner);
     ResetDialogScript();

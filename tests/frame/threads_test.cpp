@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -18,15 +19,9 @@ using namespace paxtest;
 
 constexpr int kThreads = 8;
 
-struct Record {
-    uint64_t digest;
-    DWORD error;
-    int status;
-    long value;
-    bool operator==(const Record &o) const {
-        return digest == o.digest && error == o.error && status == o.status && value == o.value;
-    }
-};
+// What a call leaves: digest of the blocks, convert error, status variable,
+// channel count.
+using Record = std::tuple<uint64_t, DWORD, int, long>;
 
 // One thread's calls: every export on its own image; the progress dialog on
 // odd threads; every fourth thread passes an argument most exports refuse.
@@ -39,7 +34,7 @@ std::vector<Record> RunThread(int t) {
         Outcome o = Invoke(e, image, g);
         uint64_t digest = o.returnedCaller ? BlockDigest(image) : 0;
         for (HGLOBAL r : o.results) digest = digest * 31 + BlockDigest(r), GlobalFree(r);
-        records.push_back({digest, o.convertError, o.errorCode, o.value});
+        records.emplace_back(digest, o.convertError, o.errorCode, o.value);
         GlobalFree(image);
     }
     return records;
@@ -60,13 +55,13 @@ TEST(Threads, EveryExportOnEightThreadsMatchesOneThread) {
         for (std::thread &th : threads) th.join();
         for (int t = 0; t < kThreads; ++t)
             for (size_t e = 0; e < ImageExports().size(); ++e)
-                EXPECT_TRUE(got[t][e] == expected[t][e]) << "thread " << t << ", " << ImageExports()[e].name;
+                EXPECT_EQ(got[t][e], expected[t][e]) << "thread " << t << ", " << ImageExports()[e].name;
     }
     // The per-thread codes really differ: a refused call leaves its code on
     // its own thread only.
-    EXPECT_EQ(expected[3][kHueSaturationExport].error, DWORD{CCE_BADARGUMENT});
-    EXPECT_EQ(expected[2][kHueSaturationExport].error, DWORD{CCE_NONE});
-    EXPECT_NE(expected[2][kConvertExport].digest, expected[3][kConvertExport].digest);
+    EXPECT_EQ(std::get<1>(expected[3][kHueSaturationExport]), DWORD{CCE_BADARGUMENT});
+    EXPECT_EQ(std::get<1>(expected[2][kHueSaturationExport]), DWORD{CCE_NONE});
+    EXPECT_NE(std::get<0>(expected[2][kConvertExport]), std::get<0>(expected[3][kConvertExport]));
 }
 
 } // namespace

@@ -28,8 +28,6 @@ LRESULT CALLBACK WatchBar(int code, WPARAM wParam, LPARAM lParam) {
     }
     return CallNextHookEx(g_hook, code, wParam, lParam);
 }
-
-LRESULT CALLBACK PlainOwner(HWND w, UINT m, WPARAM wp, LPARAM lp) { return DefWindowProcA(w, m, wp, lp); }
 } // namespace
 
 bool HaveDisplay() {
@@ -45,9 +43,10 @@ bool HaveDisplay() {
 HWND MakeOwner(WNDPROC proc) {
     // One window class per procedure, named after it.
     char name[32];
-    std::snprintf(name, sizeof name, "PaxOwner%p", reinterpret_cast<void *>(proc ? proc : PlainOwner));
+    if (!proc) proc = DefWindowProcA;
+    std::snprintf(name, sizeof name, "PaxOwner%p", reinterpret_cast<void *>(proc));
     WNDCLASSA wc{};
-    wc.lpfnWndProc = proc ? proc : PlainOwner;
+    wc.lpfnWndProc = proc;
     wc.hInstance = GetModuleHandleA(nullptr);
     wc.lpszClassName = name;
     RegisterClassA(&wc); // fails harmlessly once registered
@@ -95,32 +94,15 @@ StepWatch::~StepWatch() {
 }
 
 std::string ExecutableFolder() {
-#ifdef _WIN32
-    const char separator = '\\';
-#else
-    const char separator = '/';
-#endif
     char path[4096];
     DWORD n = GetModuleFileNameA(nullptr, path, sizeof path);
     std::string s(path, n < sizeof path ? n : 0);
-    size_t cut = s.find_last_of(separator);
+    size_t cut = s.find_last_of("/\\");
     return cut == std::string::npos ? std::string() : s.substr(0, cut + 1);
 }
 
-namespace {
-template <typename F> void Resolve(HMODULE m, F &f, const char *name) {
-    f = reinterpret_cast<F>(reinterpret_cast<void *>(GetProcAddress(m, name)));
-}
-} // namespace
-
 DialogDouble::DialogDouble() : module_(LoadLibraryA((ExecutableFolder() + "PAXDlgs.dll").c_str())) {
-    if (!module_) return;
-    Resolve(module_, reset_, "DialogDoubleReset");
-    Resolve(module_, setResult_, "DialogDoubleSetResult");
-    Resolve(module_, setValue_, "DialogDoubleSetValue");
-    Resolve(module_, callCount_, "DialogDoubleCallCount");
-    Resolve(module_, getCall_, "DialogDoubleGetCall");
-    if (getCall_) reset_();
+    if (loaded()) Reset();
 }
 
 DialogDouble::~DialogDouble() {
@@ -131,7 +113,7 @@ DialogDoubleCall DialogDouble::Call(int index) const {
     DialogDoubleCall c;
     std::memset(&c, 0, sizeof c);
     c.entry = -1;
-    getCall_(index, &c);
+    PAX_DOUBLE_CONTROL(DialogDoubleGetCall)(index, &c);
     return c;
 }
 

@@ -47,9 +47,10 @@ void ResetDialogScript();
 // The folder of the running program, with its trailing separator.
 std::string ExecutableFolder();
 
-// The parameter-dialog double beside the running program, loaded for the
-// life of this object, with its controls resolved. loaded() is false when
-// there is none.
+// The parameter-dialog double beside the running program, loaded (and
+// reset) for the life of this object. loaded() is false when there is none.
+// The double's control of that name, by its declared type; null when missing.
+#define PAX_DOUBLE_CONTROL(name) Control<decltype(&name)>(#name)
 class DialogDouble {
 public:
     DialogDouble();
@@ -57,22 +58,22 @@ public:
     DialogDouble(const DialogDouble &) = delete;
     DialogDouble &operator=(const DialogDouble &) = delete;
 
-    bool loaded() const { return getCall_ != nullptr; }
+    bool loaded() const { return PAX_DOUBLE_CONTROL(DialogDoubleGetCall) != nullptr; }
     HMODULE module() const { return module_; }
     bool HasEntries() const { return GetProcAddress(module_, "DesaturateUI") != nullptr; }
-    void Reset() const { reset_(); }
-    void SetResult(int entry, int result) const { setResult_(entry, result); }
-    void SetValue(int entry, int argument, double value) const { setValue_(entry, argument, value); }
-    int CallCount() const { return callCount_(); }
+    void Reset() const { PAX_DOUBLE_CONTROL(DialogDoubleReset)(); }
+    void SetResult(int entry, int result) const { PAX_DOUBLE_CONTROL(DialogDoubleSetResult)(entry, result); }
+    void SetValue(int entry, int argument, double value) const {
+        PAX_DOUBLE_CONTROL(DialogDoubleSetValue)(entry, argument, value);
+    }
+    int CallCount() const { return PAX_DOUBLE_CONTROL(DialogDoubleCallCount)(); }
     DialogDoubleCall Call(int index) const; // entry -1 when there is no such call
 
 private:
+    template <typename F> F Control(const char *name) const {
+        return module_ ? reinterpret_cast<F>(reinterpret_cast<void *>(GetProcAddress(module_, name))) : nullptr;
+    }
     HMODULE module_;
-    decltype(&DialogDoubleReset) reset_ = nullptr;
-    decltype(&DialogDoubleSetResult) setResult_ = nullptr;
-    decltype(&DialogDoubleSetValue) setValue_ = nullptr;
-    decltype(&DialogDoubleCallCount) callCount_ = nullptr;
-    decltype(&DialogDoubleGetCall) getCall_ = nullptr;
 };
 
 } // namespace paxtest

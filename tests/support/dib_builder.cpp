@@ -14,17 +14,10 @@ HGLOBAL MakeDib(int width, int height, int bits,
     HGLOBAL block = GlobalAlloc(GHND, static_cast<SIZE_T>(size));
     if (!block) return nullptr;
     BYTE *p = static_cast<BYTE *>(GlobalLock(block));
-    auto *h = reinterpret_cast<BITMAPINFOHEADER *>(p);
-    h->biSize = 40;
-    h->biWidth = width;
-    h->biHeight = height;
-    h->biPlanes = 1;
-    h->biBitCount = static_cast<WORD>(bits);
-    h->biCompression = compression;
-    h->biSizeImage = static_cast<DWORD>(stride * height);
-    h->biXPelsPerMeter = 3780;
-    h->biYPelsPerMeter = 3780;
-    h->biClrUsed = colourTableEntries < 0 ? 0 : static_cast<DWORD>(colourTableEntries);
+    const BITMAPINFOHEADER header = {40, width, height, 1, static_cast<WORD>(bits), compression,
+                                     static_cast<DWORD>(stride * height), 3780, 3780,
+                                     colourTableEntries < 0 ? 0 : static_cast<DWORD>(colourTableEntries), 0};
+    std::memcpy(p, &header, sizeof header);
     auto *table = reinterpret_cast<RGBQUAD *>(p + 40);
     for (int i = 0; i < entries; ++i) {
         BYTE v = static_cast<BYTE>(entries > 1 ? i * 255 / (entries - 1) : 0);
@@ -33,13 +26,12 @@ HGLOBAL MakeDib(int width, int height, int bits,
     BYTE *pixels = p + 40 + entries * 4;
     for (int y = 0; y < height; ++y) {
         BYTE *row = pixels + (static_cast<int64_t>(height) - 1 - y) * stride;
-        std::memset(row, padByte, static_cast<size_t>(stride));
+        std::memset(row, bits >= 8 ? padByte : 0, static_cast<size_t>(stride));
         if (bits >= 8) {
             int bpp = bits / 8;
             for (int x = 0; x < width; ++x)
                 for (int k = 0; k < bpp; ++k) row[x * bpp + k] = fill(x, y, k);
         } else {
-            std::memset(row, 0, static_cast<size_t>(stride));
             int perByte = 8 / bits;
             for (int x = 0; x < width; ++x) {
                 int v = fill(x, y, 0) & ((1 << bits) - 1);
@@ -101,20 +93,17 @@ Rgb Pixel24(HGLOBAL image, int x, int y) {
 
 int LockCount(HGLOBAL block) { return static_cast<int>(GlobalFlags(block) & GMEM_LOCKCOUNT); }
 
-std::string CceName(DWORD code) {
 #define PAX_CODE_NAME(name, value, text) \
     if (code == value) return #name;
+std::string CceName(DWORD code) {
     PAX_CCE_CODES(PAX_CODE_NAME)
-#undef PAX_CODE_NAME
     return "CCE_" + std::to_string(code) + "?";
 }
 
 std::string ImsName(DWORD code) {
-#define PAX_CODE_NAME(name, value, text) \
-    if (code == value) return #name;
     PAX_IMS_CODES(PAX_CODE_NAME)
-#undef PAX_CODE_NAME
     return "IMS_" + std::to_string(code) + "?";
 }
+#undef PAX_CODE_NAME
 
 } // namespace paxtest

@@ -58,12 +58,6 @@ template <int kNewImage> HDIB Convolve(HDIB im, const Args &g, Outcome &o) {
 }
 template <HDIB(PAXCALL *F)(HDIB, int)> HDIB Dither(HDIB im, const Args &g, Outcome &) { return F(im, g.a[0]); }
 
-Args A(std::initializer_list<int32_t> values) {
-    Args g;
-    std::copy(values.begin(), values.end(), g.a);
-    return g;
-}
-
 std::vector<ImageExport> Build() {
     const std::vector<DWORD> noCopy = {CCE_NONE, CCE_NOMEMORY}, ims = {IMS_NOMEMORY, IMS_LOCKFAILED};
     const std::vector<DWORD> convolution = {IMS_NOMEMORY, IMS_LOCKFAILED, IMS_BADPARAM};
@@ -106,6 +100,12 @@ std::vector<ImageExport> Build() {
 }
 
 } // namespace
+
+Args A(std::initializer_list<int32_t> values) {
+    Args g;
+    std::copy(values.begin(), values.end(), g.a);
+    return g;
+}
 
 const std::vector<ImageExport> &ImageExports() {
     static const std::vector<ImageExport> table = Build();

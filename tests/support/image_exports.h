@@ -10,6 +10,7 @@
 #include "paximage.h"
 
 #include <cstdint>
+#include <initializer_list>
 #include <vector>
 
 namespace paxtest {
@@ -63,6 +64,9 @@ struct ImageExport {
 
 const std::vector<ImageExport> &ImageExports();
 enum : size_t { kConvertExport = 0, kHueSaturationExport = 2, kConvolveNewExport = 8, kConvolveInPlaceExport = 9 };
+
+// Arguments with the given leading scalars.
+Args A(std::initializer_list<int32_t> values);
 
 // Calls the export; for the convolution, with its status variable first set
 // to 12345.
