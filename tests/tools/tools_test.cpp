@@ -67,6 +67,9 @@ std::pair<int, std::string> RunTool(const std::string &args) {
     std::string line = "cd \"" + g_dir.string() + "\" && \"" + g_tool.string() + "\"" + args;
     line += args.find(" >") == std::string::npos ? " >" + log + " 2>&1" : " 2>" + log;
     int status = std::system(line.c_str());
+    // -1: the command shell did not start at all (seen now and then under
+    // Wine on a loaded machine), which says nothing about the tool.
+    for (int retry = 0; status == -1 && retry < 2; ++retry) status = std::system(line.c_str());
 #ifndef _WIN32
     status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 #endif
