@@ -221,18 +221,42 @@ TEST(Exports, AnswerHostileHeadersWithACodeOrAResult) {
 #endif
 }
 
-// Each allocation, lock and file open made to fail in turn, with both
-// dialogs and without: the call fails with one of its codes (or succeeds on a
-// second attempt), and leaves the caller's block as it was, unlocked, and
-// nothing behind. tone/out_of_memory_test.cpp refuses every attempt.
+// The code each injected failure leaves, by export, variant and point
+// (image_export_faults.txt): "a2" the second allocation fails, "l1" the first
+// lock, "f1" the first file open, "A3" every allocation from the third on.
+std::map<std::string, DWORD> Faults() {
+    std::map<std::string, DWORD> codes = {{"accepted", kAccepted}, {"untouched", kUntouched}}, read;
+    for (DWORD c = 0; c < 32; ++c) codes[CceName(c)] = c, codes[ImsName(c)] = c;
+    std::string path = PAX_EXPORT_CHECKS;
+    std::ifstream in(path.replace(path.size() - 10, 6, "faults"));
+    EXPECT_TRUE(in.good()) << path;
+    for (std::string line; std::getline(in, line);) {
+        char name[64] = {}, point[16] = {}, code[32] = {};
+        int variant = 0;
+        if (line.empty() || line[0] == '#') continue;
+        EXPECT_EQ(std::sscanf(line.c_str(), "%63[^|]| %d | %15s | %31s", name, &variant, point, code), 4) << line;
+        EXPECT_EQ(codes.count(code), 1u) << line;
+        const std::string exportName(name, std::string(name).find_last_not_of(' ') + 1);
+        read[exportName + "|" + std::to_string(variant) + "|" + point] = codes[code];
+    }
+    return read;
+}
+
+// Each allocation, lock and file open made to fail in turn, and every
+// allocation from each point on, with both dialogs and without: the call
+// leaves the code of the table, or succeeds (a second attempt, a buffer it
+// can do without) with the plain result; the caller's block as it was,
+// unlocked, and nothing behind.
 TEST(Exports, SurviveEveryInjectedFailure) {
     if (!HaveCensus()) GTEST_SKIP() << "fault injection needs the Linux stand-in";
+    const std::map<std::string, DWORD> faults = Faults();
     const std::string file = ExecutableFolder() + "filter.flt";
     const char *filterFile = file.c_str();
     FILE *f = std::fopen(filterFile, "wb");
     const short kernel[10] = {1, 2, 1, 2, 4, 2, 1, 2, 1, 16};
     std::fwrite(kernel, sizeof kernel, 1, f);
     std::fclose(f);
+    size_t pinned = 0;
     for (const ImageExport &e : ImageExports())
         for (int variant : {0, 3, 4}) {
             if (variant == 4 && e.progress != ProgressShape::Rows5) continue;
@@ -240,6 +264,10 @@ TEST(Exports, SurviveEveryInjectedFailure) {
             Block image{MakeImageFor(e, 7, 4)};
             Args args = WithMode(e, variant & 3, MakeOwner());
             if (variant == 4) args.a[1] = CONV_FILE, args.filterFile = filterFile;
+            Block copy{MakeImageFor(e, 7, 4)};
+            Results clean;
+            ASSERT_EQ(CallExport(e, copy, args, &clean), 0u);
+            const uint64_t want = BlockDigest(e.writesCaller ? copy.h : clean.results.at(0));
             DWORD code = 0;
             auto op = [&] {
                 Outcome o;
@@ -248,16 +276,20 @@ TEST(Exports, SurviveEveryInjectedFailure) {
                 if (o.returnedCaller) made.push_back(image);
                 return made;
             };
-            SweepCounts n = SweepFailures(op, {image.h}, e.writesCaller, [&](FailureKind, long, const auto &made) {
+            SweepCounts n = SweepFailures(op, {image.h}, e.writesCaller, [&](FailureKind k, long at, const auto &made) {
+                const std::string point = e.name + std::string("|") + std::to_string(variant) + "|" + "alfA"[int(k)] +
+                                          std::to_string(at);
                 // A second attempt may get what the first did not: success is clean.
-                EXPECT_TRUE(made.empty() ? std::count(e.failureCodes.begin(), e.failureCodes.end(), code) > 0
-                                         : code == 0)
-                    << code;
+                EXPECT_EQ(made.empty() ? code : kAccepted, faults.count(point) ? faults.at(point) : ~0u) << point;
+                EXPECT_TRUE(!made.empty() || std::count(e.failureCodes.begin(), e.failureCodes.end(), code) > 0);
+                EXPECT_TRUE(made.empty() || (code == 0 && BlockDigest(made[0]) == want)) << code;
+                pinned += faults.count(point);
             });
             EXPECT_GE(n.allocationPoints + n.lockPoints, 2);
             EXPECT_EQ(n.fileOpenPoints, variant == 4 ? 1 : 0);
             DestroyWindow(args.owner);
         }
+    EXPECT_EQ(pinned, faults.size()) << "a line names no failure point";
     std::remove(filterFile);
 }
 
