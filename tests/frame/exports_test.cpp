@@ -109,6 +109,7 @@ HGLOBAL ImageWith(const ImageExport &e, const std::string &defect, int32_t v, in
     auto *hd = static_cast<BITMAPINFOHEADER *>(GlobalLock(image));
     if (defect == "header-size") hd->biSize = static_cast<DWORD>(v);
     if (defect == "no-columns") hd->biWidth = 0;
+    if (defect == "no-rows") hd->biHeight = 0;
     if (defect == "rows-past-the-block") hd->biHeight += 1;
     GlobalUnlock(image);
     return image;
@@ -146,6 +147,9 @@ TEST(Exports, RefuseInTheOrderOfTheirChecks) {
             const DWORD code = Checked(e, image, args, &o);
             EXPECT_EQ(o.ok(), r.code == kAccepted);
             EXPECT_EQ(code, r.code == kAccepted ? 0 : r.code);
+            // The other channel is not the export's to touch.
+            EXPECT_TRUE(e.channel == CodeChannel::ConvertError || State()->convertError == kUntouched);
+            EXPECT_TRUE(e.channel == CodeChannel::ImageStatus || State()->imageStatus == kUntouched);
             if (o.ok() && r.defect == "no-columns") {
                 EXPECT_EQ(BlockDigest(o.results[0]), BlockDigest(image)) << "no pixel to visit: a plain copy";
             }
@@ -258,13 +262,20 @@ TEST(Exports, SurviveEveryInjectedFailure) {
     std::fclose(f);
     size_t pinned = 0;
     for (const ImageExport &e : ImageExports())
-        for (int variant : {0, 3, 4}) {
-            if (variant == 4 && e.progress != ProgressShape::Rows5) continue;
+        for (int variant : {0, 3, 4, 5}) {
+            if ((variant == 4 && e.progress != ProgressShape::Rows5) || (variant == 5 && e.depth != 8)) continue;
             SCOPED_TRACE(testing::Message() << e.name << " variant " << variant);
             Block image{MakeImageFor(e, 7, 4)};
+            if (variant == 5) { // a colour table of 16 entries
+                static_cast<BITMAPINFOHEADER *>(GlobalLock(image))->biClrUsed = 16;
+                GlobalUnlock(image);
+            }
             Args args = WithMode(e, variant & 3, MakeOwner());
             if (variant == 4) args.a[1] = CONV_FILE, args.filterFile = filterFile;
-            Block copy{MakeImageFor(e, 7, 4)};
+            Block copy{GlobalAlloc(GHND, GlobalSize(image))};
+            const std::vector<BYTE> bytes = BlockBytes(image);
+            std::copy(bytes.begin(), bytes.end(), static_cast<BYTE *>(GlobalLock(copy)));
+            GlobalUnlock(copy);
             Results clean;
             ASSERT_EQ(CallExport(e, copy, args, &clean), 0u);
             const uint64_t want = BlockDigest(e.writesCaller ? copy.h : clean.results.at(0));
