@@ -48,7 +48,8 @@ HGLOBAL GlobalAlloc(UINT flags, SIZE_T bytes) {
     Registry &r = registry();
     std::lock_guard<std::mutex> lock(r.mutex);
     ++r.allocCalls;
-    if (Trips(r.failAllocAt) || (r.failAllocFrom && r.allocCalls >= r.failAllocFrom) || (r.sizeLimit && bytes > r.sizeLimit)) return nullptr;
+    const bool outOfMemory = r.failAllocFrom && r.allocCalls >= r.failAllocFrom;
+    if (Trips(r.failAllocAt) || outOfMemory || (r.sizeLimit && bytes > r.sizeLimit)) return nullptr;
     Block b;
     b.size = bytes;
     b.movable = (flags & GMEM_MOVEABLE) != 0;
