@@ -21,6 +21,7 @@
 #endif
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cstdio>
 #include <cstring>
@@ -81,23 +82,30 @@ struct Check {
     int32_t value = 0, defectValue = 0;
     DWORD code = 0;
 };
+// The rows of a table: the line, the export's name and the next three fields.
+std::vector<std::array<std::string, 5>> Rows(const std::string &path) {
+    std::vector<std::array<std::string, 5>> rows;
+    std::ifstream in(path);
+    EXPECT_TRUE(in.good()) << path;
+    for (std::string line; std::getline(in, line);) {
+        char name[64] = {}, a[32] = {}, b[32] = {}, c[32] = {};
+        if (line.empty() || line[0] == '#') continue;
+        EXPECT_EQ(std::sscanf(line.c_str(), "%63[^|]| %31s | %31s | %31s", name, a, b, c), 4) << line;
+        rows.push_back({line, std::string(name, std::string(name).find_last_not_of(' ') + 1), a, b, c});
+    }
+    return rows;
+}
 const std::map<std::string, std::vector<Check>> &Checks() {
     static const auto checks = [] {
         std::map<std::string, std::vector<Check>> read;
-        std::ifstream in(PAX_EXPORT_CHECKS);
-        EXPECT_TRUE(in.good()) << PAX_EXPORT_CHECKS;
-        for (std::string line; std::getline(in, line);) {
-            char name[64] = {}, arg[16] = {}, defect[32] = {}, code[32] = {}, kind[32] = {};
-            if (line.empty() || line[0] == '#') continue;
-            EXPECT_EQ(std::sscanf(line.c_str(), "%63[^|]| %15s | %31s | %31s", name, arg, defect, code), 4) << line;
-            int value = 0;
-            std::sscanf(defect, "%31[^=]=%d", kind, &value);
-            Check c{line, kind};
-            c.defectValue = value;
-            std::sscanf(arg, "a%d=%d", &c.arg, &c.value); // "-": no argument changed
+        for (const auto &[line, name, arg, defect, code] : Rows(PAX_EXPORT_CHECKS)) {
+            char kind[32] = {};
+            Check c{line, ""};
+            std::sscanf(defect.c_str(), "%31[^=]=%d", kind, &c.defectValue);
+            c.defect = kind;
+            std::sscanf(arg.c_str(), "a%d=%d", &c.arg, &c.value); // "-": no argument changed
             c.code = CodeNamed(code);
-            const std::string exportName(name, std::string(name).find_last_not_of(' ') + 1);
-            read[exportName].push_back(c);
+            read[name].push_back(c);
         }
         return read;
     }();
@@ -235,18 +243,10 @@ TEST(Exports, AnswerHostileHeadersWithACodeOrAResult) {
 // (image_export_faults.txt): "a2" the second allocation fails, "l1" the first
 // lock, "f1" the first file open, "A3" every allocation from the third on.
 std::map<std::string, DWORD> Faults() {
-    std::map<std::string, DWORD> read;
     std::string path = PAX_EXPORT_CHECKS;
-    std::ifstream in(path.replace(path.size() - 10, 6, "faults"));
-    EXPECT_TRUE(in.good()) << path;
-    for (std::string line; std::getline(in, line);) {
-        char name[64] = {}, point[16] = {}, code[32] = {};
-        int variant = 0;
-        if (line.empty() || line[0] == '#') continue;
-        EXPECT_EQ(std::sscanf(line.c_str(), "%63[^|]| %d | %15s | %31s", name, &variant, point, code), 4) << line;
-        const std::string exportName(name, std::string(name).find_last_not_of(' ') + 1);
-        read[exportName + "|" + std::to_string(variant) + "|" + point] = CodeNamed(code);
-    }
+    std::map<std::string, DWORD> read;
+    for (const auto &[line, name, variant, point, code] : Rows(path.replace(path.size() - 10, 6, "faults")))
+        read[name + "|" + variant + "|" + point] = CodeNamed(code);
     return read;
 }
 
