@@ -47,17 +47,6 @@ std::vector<Example> Examples(const std::string &kind) { return ReadExamples("ex
 
 DWORD &Status() { return GetThreadState()->imageStatus; }
 
-// Runs a dither and returns its result block (empty on failure), which must
-// come back unlocked.
-std::vector<BYTE> Dither(DitherFn dither, HGLOBAL image, int arg) {
-    HDIB out = dither(image, arg);
-    if (!out) return {};
-    std::vector<BYTE> bytes = BlockBytes(out);
-    EXPECT_EQ(LockCount(out), 0);
-    GlobalFree(out);
-    return bytes;
-}
-
 // An image from data. Pixels are listed in stored order, the first stored row
 // first (one value fills the image): 0xRRGGBB at 24 bits, indices at 4 and 8.
 // The colour table, 0xRRGGBB values, sets biClrUsed; when it is empty the
@@ -98,7 +87,7 @@ TEST(DitherExamples, HandDerivedResults) {
         SCOPED_TRACE(c.line);
         HGLOBAL image = Image(c.I(2), w, h, c.fields[0], c.fields[1]);
         Status() = 99;
-        std::vector<BYTE> out = Dither(m.dither, image, arg);
+        std::vector<BYTE> out = Consume(m.dither(image, arg));
         GlobalFree(image);
         ASSERT_FALSE(out.empty());
         EXPECT_EQ(Status(), DWORD{IMS_OK});
@@ -117,7 +106,7 @@ TEST(DitherExamples, HandDerivedResults) {
 TEST(DitherExamples, ColourTables) {
     HGLOBAL image = Image(24, 1, 1, {G(9)});
     for (const Example &c : Examples("table")) {
-        std::vector<BYTE> out = Dither(DitherFS4, image, c.I(0));
+        std::vector<BYTE> out = Consume(DitherFS4(image, c.I(0)));
         ASSERT_FALSE(out.empty());
         const BYTE *entry = out.data() + 40 + 4 * c.I(1);
         EXPECT_EQ(std::vector<int>(entry, entry + 4), c.fields[0]) << c.line;
@@ -184,7 +173,7 @@ TEST(DitherDigest, EveryDitherDepthAndImage) {
             const bool ordered = kMethods[i].group == 3;
             for (int arg : kMethods[i].args) {
                 if (ordered ? c.depth != 8 : arg >= c.depth) continue;
-                std::vector<BYTE> out = Dither(kMethods[i].dither, image, arg);
+                std::vector<BYTE> out = Consume(kMethods[i].dither(image, arg));
                 ASSERT_FALSE(out.empty()) << kMethods[i].name << " " << c.w << "x" << c.h << " arg " << arg;
                 digests[i] = Fold(digests[i], out);
                 const int bits = ordered ? 1 : arg, s = (c.w * bits + 31) / 32 * 4;
