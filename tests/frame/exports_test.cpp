@@ -119,11 +119,14 @@ HGLOBAL ImageWith(const ImageExport &e, const std::string &defect, int32_t v, in
     if (defect == "tag") shape.compression = static_cast<DWORD>(v);
     if (defect == "null") return nullptr;
     if (defect == "unlockable") return GlobalAlloc(GHND, 0); // exists, cannot be locked
+    if (defect == "width") w = v;
+    if (defect == "height" || defect == "top-down-height") h = v;
     HGLOBAL image = MakeImageFor(shape, w, h);
     auto *hd = static_cast<BITMAPINFOHEADER *>(GlobalLock(image));
     if (defect == "header-size") hd->biSize = static_cast<DWORD>(v);
     if (defect == "no-columns") hd->biWidth = 0;
     if (defect == "no-rows") hd->biHeight = 0;
+    if (defect == "top-down-height") hd->biHeight = -h;
     if (defect == "rows-past-the-block") hd->biHeight += 1;
     GlobalUnlock(image);
     return image;
