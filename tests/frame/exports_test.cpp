@@ -119,8 +119,14 @@ HGLOBAL ImageWith(const ImageExport &e, const std::string &defect, int32_t v, in
     if (defect == "tag") shape.compression = static_cast<DWORD>(v);
     if (defect == "null") return nullptr;
     if (defect == "unlockable") return GlobalAlloc(GHND, 0); // exists, cannot be locked
-    if (defect == "width") w = v;
-    if (defect == "height" || defect == "top-down-height") h = v;
+    if (defect == "width") { // a band two rows high
+        w = v;
+        h = 2;
+    }
+    if (defect == "height" || defect == "top-down-height") { // a column
+        w = 1;
+        h = v;
+    }
     HGLOBAL image = MakeImageFor(shape, w, h);
     auto *hd = static_cast<BITMAPINFOHEADER *>(GlobalLock(image));
     if (defect == "header-size") hd->biSize = static_cast<DWORD>(v);
