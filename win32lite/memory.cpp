@@ -26,7 +26,7 @@ struct Registry {
     std::mutex mutex;
     std::unordered_map<void *, Block> blocks; // key: the handle
     long allocCalls = 0, lockCalls = 0;
-    long failAllocAt = 0, failLockAt = 0;
+    long failAllocAt = 0, failLockAt = 0, failAllocFrom = 0;
     SIZE_T sizeLimit = 0; // 0: any size
 };
 
@@ -48,7 +48,8 @@ HGLOBAL GlobalAlloc(UINT flags, SIZE_T bytes) {
     Registry &r = registry();
     std::lock_guard<std::mutex> lock(r.mutex);
     ++r.allocCalls;
-    if (Trips(r.failAllocAt) || (r.sizeLimit && bytes > r.sizeLimit)) return nullptr;
+    const bool outOfMemory = r.failAllocFrom && r.allocCalls >= r.failAllocFrom;
+    if (Trips(r.failAllocAt) || outOfMemory || (r.sizeLimit && bytes > r.sizeLimit)) return nullptr;
     Block b;
     b.size = bytes;
     b.movable = (flags & GMEM_MOVEABLE) != 0;
@@ -166,6 +167,11 @@ void FailAllocationAt(long n) {
     registry().failAllocAt = n;
 }
 
+void FailAllocationsFrom(long n) {
+    std::lock_guard<std::mutex> lock(registry().mutex);
+    registry().failAllocFrom = n;
+}
+
 void FailLockAt(long n) {
     std::lock_guard<std::mutex> lock(registry().mutex);
     registry().failLockAt = n;
@@ -180,7 +186,7 @@ void ResetMemoryFaults() {
     Registry &r = registry();
     std::lock_guard<std::mutex> lock(r.mutex);
     r.allocCalls = r.lockCalls = 0;
-    r.failAllocAt = r.failLockAt = 0;
+    r.failAllocAt = r.failLockAt = r.failAllocFrom = 0;
 }
 
 } // namespace win32lite

@@ -42,6 +42,9 @@ long FileOpenCalls();
 void FailAllocationAt(long n);
 void FailLockAt(long n);
 void FailFileOpenAt(long n);
+// Out of memory for good: the Nth allocation from now and every one after it
+// fail; 0 disables.
+void FailAllocationsFrom(long n);
 void ResetFaults();
 
 // Allocations of more than `bytes` fail, as on a host with that much memory

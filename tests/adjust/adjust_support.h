@@ -19,10 +19,6 @@
 #include <string>
 #include <vector>
 
-#ifndef _WIN32
-#include "win32lite_test.h"
-#endif
-
 namespace paxtest {
 
 // A row: its tag, the words after it up to the first ':' (as text and as
@@ -133,23 +129,6 @@ inline Rgb OnePixel(Rgb in, const std::function<HDIB(HDIB)> &op) {
     GlobalFree(out);
     GlobalFree(image);
     return p;
-}
-
-// Injected failures, one call each: "a2" makes the second allocation of
-// run() fail, "l1" the first lock; run must then return the code given
-// (kSucceeded: the call still succeeds). Linux only.
-constexpr DWORD kSucceeded = 0xACCE;
-using Fault = std::pair<const char *, DWORD>;
-template <typename Run> void ExpectFaults([[maybe_unused]] std::initializer_list<Fault> faults, [[maybe_unused]] Run run) {
-#ifndef _WIN32
-    for (const auto &[point, code] : faults) {
-        win32lite::ResetFaults();
-        (point[0] == 'a' ? win32lite::FailAllocationAt : win32lite::FailLockAt)(std::atol(point + 1));
-        const DWORD got = run();
-        win32lite::ResetFaults();
-        EXPECT_EQ(got, code) << point;
-    }
-#endif
 }
 
 } // namespace paxtest

@@ -21,6 +21,7 @@
 #endif
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cstdio>
 #include <cstring>
@@ -66,32 +67,45 @@ DWORD CallExport(const ImageExport &e, HGLOBAL image, const Args &args, Outcome 
 // One line of image_export_checks.txt: an argument changed, the image given
 // a defect, and the code expected (kAccepted: the call succeeds).
 constexpr DWORD kAccepted = 0xACCE;
+DWORD CodeNamed(const std::string &name) {
+    static const auto codes = [] {
+        std::map<std::string, DWORD> read = {{"accepted", kAccepted}, {"untouched", kUntouched}};
+        for (DWORD c = 0; c < 32; ++c) read[CceName(c)] = c, read[ImsName(c)] = c;
+        return read;
+    }();
+    EXPECT_EQ(codes.count(name), 1u) << name;
+    return codes.count(name) ? codes.at(name) : ~0u;
+}
 struct Check {
     std::string line, defect;
     int arg = -1;
     int32_t value = 0, defectValue = 0;
     DWORD code = 0;
 };
+// The rows of a table: the line, the export's name and the next three fields.
+std::vector<std::array<std::string, 5>> Rows(const std::string &path) {
+    std::vector<std::array<std::string, 5>> rows;
+    std::ifstream in(path);
+    EXPECT_TRUE(in.good()) << path;
+    for (std::string line; std::getline(in, line);) {
+        char name[64] = {}, a[32] = {}, b[32] = {}, c[32] = {};
+        if (line.empty() || line[0] == '#') continue;
+        EXPECT_EQ(std::sscanf(line.c_str(), "%63[^|]| %31s | %31s | %31s", name, a, b, c), 4) << line;
+        rows.push_back({line, std::string(name, std::string(name).find_last_not_of(' ') + 1), a, b, c});
+    }
+    return rows;
+}
 const std::map<std::string, std::vector<Check>> &Checks() {
     static const auto checks = [] {
-        std::map<std::string, DWORD> codes = {{"accepted", kAccepted}, {"untouched", kUntouched}};
-        for (DWORD c = 0; c < 32; ++c) codes[CceName(c)] = c, codes[ImsName(c)] = c;
         std::map<std::string, std::vector<Check>> read;
-        std::ifstream in(PAX_EXPORT_CHECKS);
-        EXPECT_TRUE(in.good()) << PAX_EXPORT_CHECKS;
-        for (std::string line; std::getline(in, line);) {
-            char name[64] = {}, arg[16] = {}, defect[32] = {}, code[32] = {}, kind[32] = {};
-            if (line.empty() || line[0] == '#') continue;
-            EXPECT_EQ(std::sscanf(line.c_str(), "%63[^|]| %15s | %31s | %31s", name, arg, defect, code), 4) << line;
-            int value = 0;
-            std::sscanf(defect, "%31[^=]=%d", kind, &value);
-            Check c{line, kind};
-            c.defectValue = value;
-            std::sscanf(arg, "a%d=%d", &c.arg, &c.value); // "-": no argument changed
-            EXPECT_EQ(codes.count(code), 1u) << line;
-            c.code = codes[code];
-            const std::string exportName(name, std::string(name).find_last_not_of(' ') + 1);
-            read[exportName].push_back(c);
+        for (const auto &[line, name, arg, defect, code] : Rows(PAX_EXPORT_CHECKS)) {
+            char kind[32] = {};
+            Check c{line, ""};
+            std::sscanf(defect.c_str(), "%31[^=]=%d", kind, &c.defectValue);
+            c.defect = kind;
+            std::sscanf(arg.c_str(), "a%d=%d", &c.arg, &c.value); // "-": no argument changed
+            c.code = CodeNamed(code);
+            read[name].push_back(c);
         }
         return read;
     }();
@@ -105,10 +119,20 @@ HGLOBAL ImageWith(const ImageExport &e, const std::string &defect, int32_t v, in
     if (defect == "tag") shape.compression = static_cast<DWORD>(v);
     if (defect == "null") return nullptr;
     if (defect == "unlockable") return GlobalAlloc(GHND, 0); // exists, cannot be locked
+    if (defect == "width") { // a band two rows high
+        w = v;
+        h = 2;
+    }
+    if (defect == "height" || defect == "top-down-height") { // a column
+        w = 1;
+        h = v;
+    }
     HGLOBAL image = MakeImageFor(shape, w, h);
     auto *hd = static_cast<BITMAPINFOHEADER *>(GlobalLock(image));
     if (defect == "header-size") hd->biSize = static_cast<DWORD>(v);
     if (defect == "no-columns") hd->biWidth = 0;
+    if (defect == "no-rows") hd->biHeight = 0;
+    if (defect == "top-down-height") hd->biHeight = -h;
     if (defect == "rows-past-the-block") hd->biHeight += 1;
     GlobalUnlock(image);
     return image;
@@ -146,6 +170,9 @@ TEST(Exports, RefuseInTheOrderOfTheirChecks) {
             const DWORD code = Checked(e, image, args, &o);
             EXPECT_EQ(o.ok(), r.code == kAccepted);
             EXPECT_EQ(code, r.code == kAccepted ? 0 : r.code);
+            // The other channel is not the export's to touch.
+            EXPECT_TRUE(e.channel == CodeChannel::ConvertError || State()->convertError == kUntouched);
+            EXPECT_TRUE(e.channel == CodeChannel::ImageStatus || State()->imageStatus == kUntouched);
             if (o.ok() && r.defect == "no-columns") {
                 EXPECT_EQ(BlockDigest(o.results[0]), BlockDigest(image)) << "no pixel to visit: a plain copy";
             }
@@ -221,25 +248,50 @@ TEST(Exports, AnswerHostileHeadersWithACodeOrAResult) {
 #endif
 }
 
-// Each allocation, lock and file open made to fail in turn, with both
-// dialogs and without: the call fails with one of its codes (or succeeds on a
-// second attempt), and leaves the caller's block as it was, unlocked, and
-// nothing behind. tone/out_of_memory_test.cpp refuses every attempt.
+// The code each injected failure leaves, by export, variant and point
+// (image_export_faults.txt): "a2" the second allocation fails, "l1" the first
+// lock, "f1" the first file open, "A3" every allocation from the third on.
+std::map<std::string, DWORD> Faults() {
+    std::string path = PAX_EXPORT_CHECKS;
+    std::map<std::string, DWORD> read;
+    for (const auto &[line, name, variant, point, code] : Rows(path.replace(path.size() - 10, 6, "faults")))
+        read[name + "|" + variant + "|" + point] = CodeNamed(code);
+    return read;
+}
+
+// Each allocation, lock and file open made to fail in turn, and every
+// allocation from each point on, with both dialogs and without: the call
+// leaves the code of the table, or succeeds (a second attempt, a buffer it
+// can do without) with the plain result; the caller's block as it was,
+// unlocked, and nothing behind.
 TEST(Exports, SurviveEveryInjectedFailure) {
     if (!HaveCensus()) GTEST_SKIP() << "fault injection needs the Linux stand-in";
+    const std::map<std::string, DWORD> faults = Faults();
     const std::string file = ExecutableFolder() + "filter.flt";
     const char *filterFile = file.c_str();
     FILE *f = std::fopen(filterFile, "wb");
     const short kernel[10] = {1, 2, 1, 2, 4, 2, 1, 2, 1, 16};
     std::fwrite(kernel, sizeof kernel, 1, f);
     std::fclose(f);
+    size_t pinned = 0;
     for (const ImageExport &e : ImageExports())
-        for (int variant : {0, 3, 4}) {
-            if (variant == 4 && e.progress != ProgressShape::Rows5) continue;
+        for (int variant : {0, 3, 4, 5}) {
+            if ((variant == 4 && e.progress != ProgressShape::Rows5) || (variant == 5 && e.depth != 8)) continue;
             SCOPED_TRACE(testing::Message() << e.name << " variant " << variant);
-            Block image{MakeImageFor(e, 7, 4)};
+            auto make = [&] {
+                HGLOBAL b = MakeImageFor(e, 7, 4);
+                if (variant == 5) { // a colour table of 16 entries
+                    static_cast<BITMAPINFOHEADER *>(GlobalLock(b))->biClrUsed = 16;
+                    GlobalUnlock(b);
+                }
+                return b;
+            };
+            Block image{make()}, twin{make()};
             Args args = WithMode(e, variant & 3, MakeOwner());
             if (variant == 4) args.a[1] = CONV_FILE, args.filterFile = filterFile;
+            Results clean; // the result without a failure
+            ASSERT_EQ(CallExport(e, twin, args, &clean), 0u);
+            const uint64_t plain = BlockDigest(e.writesCaller ? twin.h : clean.results.at(0));
             DWORD code = 0;
             auto op = [&] {
                 Outcome o;
@@ -248,16 +300,21 @@ TEST(Exports, SurviveEveryInjectedFailure) {
                 if (o.returnedCaller) made.push_back(image);
                 return made;
             };
-            SweepCounts n = SweepFailures(op, {image.h}, e.writesCaller, [&](FailureKind, long, const auto &made) {
+            SweepCounts n = SweepFailures(op, {image.h}, e.writesCaller, [&](FailureKind k, long at, const auto &made) {
+                const std::string point = e.name + std::string("|") + std::to_string(variant) + "|" + "alfA"[int(k)] +
+                                          std::to_string(at);
                 // A second attempt may get what the first did not: success is clean.
+                EXPECT_EQ(made.empty() ? code : kAccepted, faults.count(point) ? faults.at(point) : ~0u) << point;
                 EXPECT_TRUE(made.empty() ? std::count(e.failureCodes.begin(), e.failureCodes.end(), code) > 0
-                                         : code == 0)
+                                         : code == 0 && BlockDigest(made[0]) == plain)
                     << code;
+                pinned += faults.count(point);
             });
             EXPECT_GE(n.allocationPoints + n.lockPoints, 2);
             EXPECT_EQ(n.fileOpenPoints, variant == 4 ? 1 : 0);
             DestroyWindow(args.owner);
         }
+    EXPECT_EQ(pinned, faults.size()) << "a line names no failure point";
     std::remove(filterFile);
 }
 

@@ -59,6 +59,8 @@ SweepCounts SweepFailures(const std::function<std::vector<HGLOBAL>()> &op, const
         for (size_t i = 0; i < callerBlocks.size(); ++i) {
             EXPECT_EQ(LockCount(callerBlocks[i]), 0) << "caller block " << i << " left locked";
             if (callerChanges) {
+                // A failed in-place call leaves the caller's block as it was.
+                EXPECT_TRUE(!arm || !made.empty() || BlockBytes(callerBlocks[i]) == original[i]) << "failed, changed";
                 BYTE *p = static_cast<BYTE *>(GlobalLock(callerBlocks[i]));
                 std::copy(original[i].begin(), original[i].end(), p);
                 GlobalUnlock(callerBlocks[i]);
@@ -76,7 +78,8 @@ SweepCounts SweepFailures(const std::function<std::vector<HGLOBAL>()> &op, const
         long points;
     } kinds[] = {{FailureKind::Allocation, win32lite::FailAllocationAt, counts.allocationPoints},
                  {FailureKind::Lock, win32lite::FailLockAt, counts.lockPoints},
-                 {FailureKind::FileOpen, win32lite::FailFileOpenAt, counts.fileOpenPoints}};
+                 {FailureKind::FileOpen, win32lite::FailFileOpenAt, counts.fileOpenPoints},
+                 {FailureKind::AllocationsFrom, win32lite::FailAllocationsFrom, counts.allocationPoints}};
     for (const auto &k : kinds)
         for (long n = 1; n <= k.points; ++n) run(k.arm, n, k.kind);
 #else

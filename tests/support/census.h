@@ -27,16 +27,17 @@ Snapshot TakeSnapshot();
 void ExpectCensus(const Snapshot &before, long newBlocks, const char *where);
 
 // Runs `op` once cleanly to count its allocations, locks and file opens,
-// then again with each of those points made to fail in turn. op returns the
+// then again with each of those points made to fail in turn, and with every
+// allocation from each point on failing. op returns the
 // blocks it produced, which the sweep frees (never a caller block that comes
 // back); `check` (may be empty) looks at each failed run before that. After
 // every run the census must equal the one before, and each caller block must
-// be byte-for-byte unchanged (unless `callerChanges`: in-place filters, whose
-// blocks are restored after each run) and unlocked.
+// be byte-for-byte unchanged (in-place filters, `callerChanges`: after a failed
+// run; their blocks are restored after each run) and unlocked.
 struct SweepCounts {
     long allocationPoints = 0, lockPoints = 0, fileOpenPoints = 0;
 };
-enum class FailureKind { Allocation, Lock, FileOpen };
+enum class FailureKind { Allocation, Lock, FileOpen, AllocationsFrom }; // the last: every one from n on
 SweepCounts SweepFailures(const std::function<std::vector<HGLOBAL>()> &op, const std::vector<HGLOBAL> &callerBlocks,
                           bool callerChanges = false,
                           const std::function<void(FailureKind, long n, const std::vector<HGLOBAL> &)> &check = {});

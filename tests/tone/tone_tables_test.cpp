@@ -4,7 +4,7 @@
 // (brightness_contrast.txt). GammaCorrection: every gamma on every component
 // value and a set of seeded images (colour tables, padding, top-down), each
 // pinned by a digest beside worked examples (gamma_correction.txt). Their
-// range codes and the codes of injected failures. The program runs on the
+// checks and failures are the export table's. The program runs on the
 // fast and the straightforward paths (BOTH_PATHS), so the digests say that
 // both give the same bytes.
 #include "adjust_support.h"
@@ -94,27 +94,6 @@ TEST(BrightnessContrast, WorkedImages) {
     GlobalFree(block);
 }
 
-TEST(BrightnessContrast, CheckCodes) {
-    HGLOBAL image = MakeRandomDib24(4, 3, 5);
-    for (const Example &e : ReadExamples("brightness_contrast.txt", "check")) {
-        HGLOBAL other = MakeDib(4, 4, e.I(0), [](int x, int, int) { return BYTE(x); });
-        GetThreadState()->convertError = 66; // not its channel
-        HDIB out = Adjust(other, e.I(1), e.I(2));
-        EXPECT_EQ(out != nullptr, e.v.back() == IMS_OK) << e.line;
-        EXPECT_EQ(GetThreadState()->imageStatus, e.v.back()) << e.line;
-        EXPECT_EQ(GetThreadState()->convertError, 66u);
-        GlobalFree(out);
-        GlobalFree(other);
-    }
-    // Either lock fails with its code; one failed allocation is tried again.
-    ExpectFaults({{"l1", IMS_LOCKFAILED}, {"l2", IMS_LOCKFAILED}, {"a1", kSucceeded}}, [&] {
-        HDIB out = Adjust(image, 1, 1);
-        GlobalFree(out);
-        return out ? kSucceeded : GetThreadState()->imageStatus;
-    });
-    GlobalFree(image);
-}
-
 // ---- Gamma ------------------------------------------------------------------
 
 HDIB Gamma(HGLOBAL image, int r, int g, int b) { return GammaCorrection(image, r, g, b, 0, nullptr); }
@@ -154,26 +133,6 @@ TEST(GammaCorrection, WholeImagesOneDigest) {
             EXPECT_TRUE(Consume(image) == source);
         }
     EXPECT_EQ(digest, 0x988dfe23e1bc27cfull) << std::hex << digest;
-}
-
-TEST(GammaCorrection, RangeAndFailureCodes) {
-    HGLOBAL image = MakeRandomDib24(3, 3, 6);
-    for (const Example &e : ReadExamples("gamma_correction.txt", "check")) {
-        HGLOBAL other = MakeDib(4, 4, e.I(0), [](int x, int, int) { return BYTE(x); });
-        EditHeader(other, [&](BITMAPINFOHEADER *h) { h->biSize = e.I(1); });
-        HDIB out = Gamma(other, e.I(2), e.I(3), e.I(4));
-        EXPECT_EQ(out != nullptr, e.I(0) == 24 && e.v[5] == CCE_NONE) << e.line;
-        EXPECT_EQ(GetLastColorConvertError(), e.v[5]) << e.line;
-        GlobalFree(out);
-        GlobalFree(other);
-    }
-    // The copy cannot be made: CCE_NOMEMORY; a lock fails: no code.
-    ExpectFaults({{"a1", CCE_NOMEMORY}, {"l1", CCE_NONE}, {"l2", CCE_NONE}}, [&] {
-        HDIB out = Gamma(image, 40, 100, 300);
-        GlobalFree(out);
-        return out ? kSucceeded : GetLastColorConvertError();
-    });
-    GlobalFree(image);
 }
 
 } // namespace
