@@ -225,6 +225,7 @@ TEST(ConvertColorSpace, WorkedCasesAndDialogFailure) {
         {MODEL_RGB, MODEL_CMYK, 6, 0, {10, 200, 30, 255, 255, 255}, 0xEE, {190, 0, 170, 55, 0, 0, 0, 0, 0xEE, 0xEE}},
         {MODEL_CMYK, MODEL_RGB, 8, 0, {190, 0, 170, 55, 0, 0, 0, 255}, 0xEE, {10, 200, 30, 0, 0, 0, 0xEE, 0xEE}},
         {MODEL_LAB, MODEL_LAB, 5, 1, {1, 2, 3, 4, 5}, 9, {1, 2, 3, 4, 5, 9}},
+        {MODEL_RGB, MODEL_HSV, 1, 0, {200}, 0xEE, {0xEE}}, // one byte: no whole pixel, still walked
         // Last, the conversions that ask for the dialog.
         {MODEL_RGB, MODEL_LAB, 6, 1, {1, 2, 3, 4, 5, 6}, 7, {7, 7, 7, 7, 7, 7}},
         {MODEL_CMYK, MODEL_LAB, 8, 1, {1, 2, 3, 4, 5, 6, 7, 8}, 7, {7, 7, 7, 7, 7, 7}},
