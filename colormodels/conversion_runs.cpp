@@ -90,6 +90,7 @@ struct KernelTable {
                         PixelFromUnit<UnitRGBtoLAB>};
         ModelKernels fast[10] = {};
         FastHueKernels(&fast[MODEL_HSV], &fast[MODEL_HSI]);
+        FastHueBackKernels(&fast[MODEL_HSV], &fast[MODEL_HSI]);
         FastLinearKernels(&fast[MODEL_YIQ], &fast[MODEL_YUV], &fast[MODEL_XYZ]);
         FastLabKernels(&fast[MODEL_LAB]);
         FastInkKernels(&fast[MODEL_CMY], &fast[MODEL_CMYK]);

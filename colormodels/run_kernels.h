@@ -38,6 +38,7 @@ const ModelKernels &KernelsOf(int model);
 // The fast kernels of each family, filled in by their files; null entries
 // keep the per-pixel kernels.
 void FastHueKernels(ModelKernels *hsv, ModelKernels *hsi);
+void FastHueBackKernels(ModelKernels *hsv, ModelKernels *hsi);
 void FastLinearKernels(ModelKernels *yiq, ModelKernels *yuv, ModelKernels *xyz);
 void FastLabKernels(ModelKernels *lab);
 void FastInkKernels(ModelKernels *cmy, ModelKernels *cmyk);
