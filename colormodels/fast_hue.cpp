@@ -84,7 +84,7 @@ const HueDrops &Drops() {
 constexpr int kSse2Step = 8;
 
 template <bool Hsi>
-void FromRgbSse2Step(const BYTE *r8, const BYTE *g8, const BYTE *b8, BYTE *h8, BYTE *s8, BYTE *v8,
+PAX_INLINE void FromRgbSse2Step(const BYTE *r8, const BYTE *g8, const BYTE *b8, BYTE *h8, BYTE *s8, BYTE *v8,
                      const BYTE *drop) {
     const __m128i zero = _mm_setzero_si128(), ones = _mm_set1_epi16(-1), one = _mm_set1_epi16(1);
     const __m128i r = _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(r8)), zero);
