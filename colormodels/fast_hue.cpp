@@ -18,7 +18,8 @@
 // x = k is whole, the float quotient is exactly k, and the doubles give
 // fl(fl(k / 255) * 255) (fl(d / m) depends only on the fraction d / m =
 // k / 255): k for every k in 0..255, checked once at start against the
-// single-value function (the kernels are used only if it holds).
+// single-value function (the kernels are used only if it holds, as for the
+// hue's drops below being 0 or 1).
 //
 // Hue. HueOfSector gives trunc of ((diff / d + 2 sector) * 60, + 360 when
 // negative) * 255 / 360 in doubles, which is x = 85 u / (2 d) with
@@ -32,7 +33,7 @@
 // depends only on the fraction diff / d and the sector (fl(diff / d) is the
 // rounded fraction), and k determines both: the sector by the range k lies in
 // (0..42 and 213..254: red, 43..127: green, 128..212: blue), and
-// diff / d = (2 k - 170 sector) / 85 (2 k - 510 / 85 above 212). So one
+// diff / d = (2 k - 170 sector) / 85 ((2 k - 510) / 85 above 212). So one
 // single-value call per k, at d = 85, gives the drop for every pixel whose
 // hue is k exactly: 35 of the 255 values of k drop by one.
 //
@@ -61,15 +62,19 @@ struct HueDrops {
     // hue is k.
     alignas(32) uint32_t bits[8];
     BYTE drop[256];
-    bool saturationExact; // fl(fl(k / 255) * 255) truncates to k for every k
-    HueDrops() : bits(), drop(), saturationExact(true) {
+    // Every drop is 0 or 1, and fl(fl(k / 255) * 255) truncates to k for
+    // every k.
+    bool hold;
+    HueDrops() : bits(), drop(), hold(true) {
         for (int k = 0; k < 255; ++k) {
             const int sector = k <= 42 ? 0 : k <= 127 ? 1 : k <= 212 ? 2 : 0;
             const int diff = k > 212 ? 2 * k - 510 : 2 * k - 170 * sector;
-            drop[k] = static_cast<BYTE>(k - HueOfSector(sector, diff, 85));
+            const int lower = k - HueOfSector(sector, diff, 85);
+            hold = hold && (lower == 0 || lower == 1);
+            drop[k] = static_cast<BYTE>(lower & 1);
             bits[k & 7] |= uint32_t{drop[k]} << (k >> 3);
         }
-        for (int k = 0; k < 256; ++k) saturationExact = saturationExact && HsvSaturation(255, k) == k;
+        for (int k = 0; k < 256; ++k) hold = hold && HsvSaturation(255, k) == k;
     }
 };
 
@@ -84,8 +89,8 @@ const HueDrops &Drops() {
 constexpr int kSse2Step = 8;
 
 template <bool Hsi>
-PAX_INLINE void FromRgbSse2Step(const BYTE *r8, const BYTE *g8, const BYTE *b8, BYTE *h8, BYTE *s8, BYTE *v8,
-                     const BYTE *drop) {
+PAX_INLINE void FromRgbSse2Step(const BYTE *r8, const BYTE *g8, const BYTE *b8, BYTE *h8, BYTE *s8,
+                                BYTE *v8, const BYTE *drop) {
     const __m128i zero = _mm_setzero_si128(), ones = _mm_set1_epi16(-1), one = _mm_set1_epi16(1);
     const __m128i r = _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(r8)), zero);
     const __m128i g = _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(g8)), zero);
@@ -229,7 +234,7 @@ PAX_AVX2 void FromRgbAvx2(const BytePlanes &in, BytePlanes &out, int n) {
 } // namespace
 
 void FastHueKernels(ModelKernels *hsv, ModelKernels *hsi) {
-    if (!Drops().saturationExact) return; // the per-pixel kernels stay
+    if (!Drops().hold) return; // the per-pixel kernels stay
 #if PAX_HAVE_AVX2_BUILD
     if (ProcessorHasAvx2()) {
         hsv->fromRgb = FromRgbAvx2<false>;
