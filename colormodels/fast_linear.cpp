@@ -9,17 +9,27 @@
 // come from tables of the same expressions.
 //
 // Between RGB bytes and the model: fixed point that decides the byte. Each
-// output is, as a real number, a + b0 x0 + b1 x1 + b2 x2 of the three input
-// bytes x (the offsets of 0.5 and 127.5 fold into a). With every coefficient
-// and a rounded to a multiple of 2^-S, the integer sum V is within
-// 3 * 255 / 2 + 1 / 2 = 383 units of 2^-S of 2^S times the real value, and
-// the single-value code's double lies within 1e-11 of the real value (a few
-// roundings of values below 3000), far below one unit. So the double lies
-// within M = 400 units of V / 2^S. ClampToByte is floor limited to 0..255,
-// non-decreasing; where (V - M) >> S and (V + M) >> S limit to the same byte,
-// that is the single-value result. Elsewhere (within 400 units of a whole
-// number: about one value in 1300 at S = 21, one in 330 at S = 19) the pixel
-// goes through the single-value conversion.
+// output is, as a real number, v = a + c0 x0 + c1 x1 + c2 x2 of the three
+// input bytes x (the offsets of 0.5 and 127.5 fold into a). With 2^S c and
+// 2^S a rounded to integers C and A, V = A + sum C x differs from 2^S v by at
+// most E = |A - 2^S a| + 255 sum |C - 2^S c| (at most 383 units; computed for
+// each output at compile time, 26 to 254). The single-value code's double d
+// lies within 1e-11 of v (a few roundings of values below 3000), under one
+// unit of 2^-S, so with M = floor(E) + 2, 2^S d lies in [V - M, V + M].
+// ClampToByte is floor limited to 0..255, non-decreasing: where (V - M) >> S
+// and (V + M) >> S limit to the same byte, that byte is the single-value
+// result. Elsewhere (within M units of a whole number: one output in 900 to
+// 47,000 depending on the row) the pixel goes through the single-value
+// conversion.
+//
+// The sums run in 32-bit lanes, eight or four pixels a vector, by pmaddwd
+// (SSE2) on the words (x, x << 7) of each byte: C = c0 + 128 c1 with c0 in
+// -64..63 and c1 a signed word, so |C| < 2^22. S is the largest shift up to
+// 22 for which every C fits and every partial sum, and V +- M, stay within
+// 32 bits (checked at compile time): 22 into the models, 21 back from YIQ and
+// YUV, 20 back from XYZ (18 for the row of B, whose Z coefficient is 8.77).
+// (V +- M) >> S is then packed to bytes with signed and unsigned saturation,
+// which is the limit to 0..255.
 #include "color_math.h"
 #include "conversion_table.h"
 #include "run_kernels.h"
@@ -147,11 +157,13 @@ constexpr double kRgbOfXyz[3][4] = {{1.7467, -0.2014, -2.8135, 0.0},
 // One output in fixed point: V = sum C x + A, the byte interval's ends
 // (V + low) >> shift and (V + high) >> shift. Each C is c0 + 128 c1 with c0
 // in -64..63 and c1 a 16-bit word; pair holds c0 in its low word, c1 in its
-// high word, for pmaddwd on the words (x, x << 7).
+// high word, for pmaddwd on the words (x, x << 7). Each value is repeated
+// over a 256-bit vector, ready to be loaded.
 struct RowPlan {
     int shift;
-    int32_t pair[3];
-    int32_t low, high;
+    alignas(32) int32_t pair[3][8];
+    alignas(32) int32_t low[8];
+    alignas(32) int32_t high[8];
 };
 
 constexpr double Magnitude(double v) { return v < 0 ? -v : v; }
@@ -161,35 +173,42 @@ constexpr int64_t Nearest(double v) {
 constexpr int64_t FloorDiv128(int64_t v) { return v >= 0 ? v / 128 : -((-v + 127) / 128); }
 
 // The largest shift up to 22 at which every C fits its two words and every
-// V +- M fits 32 bits, with M = floor(E) + 2 from the exact rounding error E.
+// sum on the way to V + low and V + high fits 32 bits, with M = floor(E) + 2
+// from the rounding error E of the coefficients.
 constexpr RowPlan PlanRow(const double (&c)[4]) {
     for (int s = 22; s > 0; --s) {
         double scale = 1;
         for (int i = 0; i < s; ++i) scale *= 2;
         RowPlan r{};
         r.shift = s;
-        double error = 0, reach = 0;
+        double error = 0, most = 0, least = 0; // bounds of the partial sums of C x
         bool fits = true;
         for (int j = 0; j < 3; ++j) {
             const int64_t whole = Nearest(c[j] * scale), c1 = FloorDiv128(whole + 64), c0 = whole - 128 * c1;
             fits = fits && c1 >= -32767 && c1 <= 32767;
-            r.pair[j] = static_cast<int32_t>(static_cast<uint32_t>(c0 & 0xFFFF) | static_cast<uint32_t>(c1 & 0xFFFF) << 16);
+            for (int32_t &v : r.pair[j])
+                v = static_cast<int32_t>(static_cast<uint32_t>(c0 & 0xFFFF) | static_cast<uint32_t>(c1 & 0xFFFF) << 16);
             error += Magnitude(static_cast<double>(whole) - c[j] * scale) * 255;
-            reach += Magnitude(static_cast<double>(whole)) * 255;
+            (whole > 0 ? most : least) += static_cast<double>(whole) * 255;
         }
         const int64_t a = Nearest(c[3] * scale);
         error += Magnitude(static_cast<double>(a) - c[3] * scale);
         const int64_t margin = static_cast<int64_t>(error) + 2;
-        reach += Magnitude(static_cast<double>(a)) + static_cast<double>(margin);
-        if (!fits || reach >= 2147483647.0) continue;
-        r.low = static_cast<int32_t>(a - margin);
-        r.high = static_cast<int32_t>(a + margin);
+        const double top = 2147483647.0, low = static_cast<double>(a - margin), high = static_cast<double>(a + margin);
+        fits = fits && most < top && -least < top && most + high < top && -(least + low) < top;
+        if (!fits) continue;
+        for (int i = 0; i < 8; ++i) {
+            r.low[i] = static_cast<int32_t>(a - margin);
+            r.high[i] = static_cast<int32_t>(a + margin);
+        }
         return r;
     }
     return RowPlan{};
 }
 
-#define PAX_PLAN(NAME, TABLE) constexpr RowPlan NAME[3] = {PlanRow(TABLE[0]), PlanRow(TABLE[1]), PlanRow(TABLE[2])};
+#define PAX_PLAN(NAME, TABLE)                                                                      \
+    constexpr RowPlan NAME[3] = {PlanRow(TABLE[0]), PlanRow(TABLE[1]), PlanRow(TABLE[2])};       \
+    static_assert(NAME[0].shift >= 18 && NAME[1].shift >= 18 && NAME[2].shift >= 18, "a fine enough fixed point");
 PAX_PLAN(kYiqOfRgbPlan, kYiqOfRgb)
 PAX_PLAN(kYuvOfRgbPlan, kYuvOfRgb)
 PAX_PLAN(kXyzOfRgbPlan, kXyzOfRgb)
@@ -214,7 +233,8 @@ constexpr uint32_t kWidthMask = 0xFFFF;
 PAX_INLINE Vec Load(const BYTE *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }
 PAX_INLINE void Store(BYTE *p, Vec v) { _mm_storeu_si128(reinterpret_cast<__m128i *>(p), v); }
 PAX_INLINE Vec Zero() { return _mm_setzero_si128(); }
-PAX_INLINE Vec Broadcast(int32_t v) { return _mm_set1_epi32(v); }
+PAX_INLINE Vec Ones() { return _mm_set1_epi32(-1); }
+PAX_INLINE Vec Broadcast(const int32_t *v) { return _mm_load_si128(reinterpret_cast<const __m128i *>(v)); }
 PAX_INLINE Vec Add(Vec a, Vec b) { return _mm_add_epi32(a, b); }
 PAX_INLINE Vec And(Vec a, Vec b) { return _mm_and_si128(a, b); }
 PAX_INLINE Vec Madd(Vec a, Vec b) { return _mm_madd_epi16(a, b); }
@@ -247,7 +267,8 @@ constexpr uint32_t kWidthMask = 0xFFFFFFFFu;
 PAX_INLINE Vec Load(const BYTE *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
 PAX_INLINE void Store(BYTE *p, Vec v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
 PAX_INLINE Vec Zero() { return _mm256_setzero_si256(); }
-PAX_INLINE Vec Broadcast(int32_t v) { return _mm256_set1_epi32(v); }
+PAX_INLINE Vec Ones() { return _mm256_set1_epi32(-1); }
+PAX_INLINE Vec Broadcast(const int32_t *v) { return _mm256_load_si256(reinterpret_cast<const __m256i *>(v)); }
 PAX_INLINE Vec Add(Vec a, Vec b) { return _mm256_add_epi32(a, b); }
 PAX_INLINE Vec And(Vec a, Vec b) { return _mm256_and_si256(a, b); }
 PAX_INLINE Vec Madd(Vec a, Vec b) { return _mm256_madd_epi16(a, b); }
