@@ -28,8 +28,11 @@
 // 22 for which every C fits and every partial sum, and V +- M, stay within
 // 32 bits (checked at compile time): 22 into the models, 21 back from YIQ and
 // YUV, 20 back from XYZ (18 for the row of B, whose Z coefficient is 8.77).
-// (V +- M) >> S is then packed to bytes with signed and unsigned saturation,
-// which is the limit to 0..255.
+// (V - M) >> S is packed to bytes with signed and unsigned saturation, which
+// is the limit to 0..255; the two ends give the same whole number unless the
+// fraction (V - M) & (2^S - 1) is at least 2^S - 2M, tested by the sign of
+// that fraction + 2M - 2^S (a pixel is sent to the single-value conversion
+// then even where both ends would limit to the same byte).
 #include "color_math.h"
 #include "conversion_table.h"
 #include "run_kernels.h"
@@ -154,16 +157,17 @@ constexpr double kRgbOfXyz[3][4] = {{1.7467, -0.2014, -2.8135, 0.0},
                                     {-1.0002, 2.0305, -0.271, 0.0},
                                     {0.5691, -1.1553, 8.7749, 0.0}};
 
-// One output in fixed point: V = sum C x + A, the byte interval's ends
-// (V + low) >> shift and (V + high) >> shift. Each C is c0 + 128 c1 with c0
+// One output in fixed point: V = sum C x, the byte interval's ends
+// (V + A - M) >> shift and (V + A + M) >> shift. Each C is c0 + 128 c1 with c0
 // in -64..63 and c1 a 16-bit word; pair holds c0 in its low word, c1 in its
 // high word, for pmaddwd on the words (x, x << 7). Each value is repeated
 // over a 256-bit vector, ready to be loaded.
 struct RowPlan {
     int shift;
     alignas(32) int32_t pair[3][8];
-    alignas(32) int32_t low[8];
-    alignas(32) int32_t high[8];
+    alignas(32) int32_t low[8];      // A - M
+    alignas(32) int32_t fraction[8]; // 2^S - 1
+    alignas(32) int32_t width[8];    // 2M - 2^S
 };
 
 constexpr double Magnitude(double v) { return v < 0 ? -v : v; }
@@ -173,7 +177,7 @@ constexpr int64_t Nearest(double v) {
 constexpr int64_t FloorDiv128(int64_t v) { return v >= 0 ? v / 128 : -((-v + 127) / 128); }
 
 // The largest shift up to 22 at which every C fits its two words and every
-// sum on the way to V + low and V + high fits 32 bits, with M = floor(E) + 2
+// sum on the way to V + A +- M fits 32 bits, with M = floor(E) + 2
 // from the rounding error E of the coefficients.
 constexpr RowPlan PlanRow(const double (&c)[4]) {
     for (int s = 22; s > 0; --s) {
@@ -199,7 +203,8 @@ constexpr RowPlan PlanRow(const double (&c)[4]) {
         if (!fits) continue;
         for (int i = 0; i < 8; ++i) {
             r.low[i] = static_cast<int32_t>(a - margin);
-            r.high[i] = static_cast<int32_t>(a + margin);
+            r.fraction[i] = static_cast<int32_t>((int64_t{1} << s) - 1);
+            r.width[i] = static_cast<int32_t>(2 * margin - (int64_t{1} << s));
         }
         return r;
     }
@@ -229,7 +234,7 @@ PAX_PLAN(kRgbOfXyzPlan, kRgbOfXyz)
 namespace sse2 {
 using Vec = __m128i;
 constexpr int kWidth = 16;
-constexpr uint32_t kWidthMask = 0xFFFF;
+constexpr uint32_t kLaneMask = 0xF;
 PAX_INLINE Vec Load(const BYTE *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }
 PAX_INLINE void Store(BYTE *p, Vec v) { _mm_storeu_si128(reinterpret_cast<__m128i *>(p), v); }
 PAX_INLINE Vec Zero() { return _mm_setzero_si128(); }
@@ -247,8 +252,7 @@ PAX_INLINE Vec Lo16(Vec a, Vec b) { return _mm_unpacklo_epi16(a, b); }
 PAX_INLINE Vec Hi16(Vec a, Vec b) { return _mm_unpackhi_epi16(a, b); }
 PAX_INLINE Vec PackSigned32(Vec a, Vec b) { return _mm_packs_epi32(a, b); }
 PAX_INLINE Vec PackUnsigned16(Vec a, Vec b) { return _mm_packus_epi16(a, b); }
-PAX_INLINE Vec SameBytes(Vec a, Vec b) { return _mm_cmpeq_epi8(a, b); }
-PAX_INLINE uint32_t ByteMask(Vec a) { return static_cast<uint32_t>(_mm_movemask_epi8(a)); }
+PAX_INLINE uint32_t SignMask(Vec a) { return static_cast<uint32_t>(_mm_movemask_ps(_mm_castsi128_ps(a))); }
 #include "fast_linear_block.inc"
 PAX_FIXED_KERNELS
 } // namespace sse2
@@ -263,7 +267,7 @@ PAX_FIXED_KERNELS
 namespace avx2 {
 using Vec = __m256i;
 constexpr int kWidth = 32;
-constexpr uint32_t kWidthMask = 0xFFFFFFFFu;
+constexpr uint32_t kLaneMask = 0xFF;
 PAX_INLINE Vec Load(const BYTE *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
 PAX_INLINE void Store(BYTE *p, Vec v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
 PAX_INLINE Vec Zero() { return _mm256_setzero_si256(); }
@@ -281,8 +285,7 @@ PAX_INLINE Vec Lo16(Vec a, Vec b) { return _mm256_unpacklo_epi16(a, b); }
 PAX_INLINE Vec Hi16(Vec a, Vec b) { return _mm256_unpackhi_epi16(a, b); }
 PAX_INLINE Vec PackSigned32(Vec a, Vec b) { return _mm256_packs_epi32(a, b); }
 PAX_INLINE Vec PackUnsigned16(Vec a, Vec b) { return _mm256_packus_epi16(a, b); }
-PAX_INLINE Vec SameBytes(Vec a, Vec b) { return _mm256_cmpeq_epi8(a, b); }
-PAX_INLINE uint32_t ByteMask(Vec a) { return static_cast<uint32_t>(_mm256_movemask_epi8(a)); }
+PAX_INLINE uint32_t SignMask(Vec a) { return static_cast<uint32_t>(_mm256_movemask_ps(_mm256_castsi256_ps(a))); }
 #include "fast_linear_block.inc"
 PAX_FIXED_KERNELS
 } // namespace avx2
