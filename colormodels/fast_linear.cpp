@@ -19,8 +19,11 @@
 // ClampToByte is floor limited to 0..255, non-decreasing: where (V - M) >> S
 // and (V + M) >> S limit to the same byte, that byte is the single-value
 // result. Elsewhere (within M units of a whole number: one output in 900 to
-// 47,000 depending on the row) the pixel goes through the single-value
-// conversion.
+// 47,000 depending on the row for values spread evenly, more where v is a
+// whole number, as U is wherever R = G and B - R is odd) the pixel goes
+// through the single-value conversion: over all 2^24 inputs, one pixel in 204
+// into YUV, 335 into YIQ, 249 into XYZ, 4681 from YUV, 3855 from YIQ, 505
+// from XYZ.
 //
 // The sums run in 32-bit lanes, eight or four pixels a vector, by pmaddwd
 // (SSE2; vpdpwssd, which adds the same products to an accumulator, where the
