@@ -11,6 +11,12 @@
 #include "run_kernels.h"
 #include "simd_select.h"
 
+#include <emmintrin.h>
+#if PAX_HAVE_AVX2_BUILD
+#include <immintrin.h>
+#endif
+#include <cstdint>
+
 namespace pax {
 namespace {
 
@@ -22,7 +28,7 @@ struct HueTables {
     // HSV: sector 0..5 of a hue byte, f and 1 - f.
     int sector[256];
     double f[256], oneMinusF[256];
-    int pickAt[256][3]; // offsets of R, G, B among the v, p, q, t planes
+    BYTE p[256 * 256]; // p of S << 8 | V
     // HSI: per hue byte and channel (R, G, B), where the channel lies on the
     // ramp (from hsi_back.h): 0 rising or falling with argument arg, 1 at m2,
     // 2 at m1.
@@ -38,7 +44,7 @@ struct HueTables {
             sector[v] = static_cast<int>(h);
             f[v] = h - sector[v];
             oneMinusF[v] = 1 - f[v];
-            for (int k = 0; k < 3; ++k) pickAt[v][k] = kHsvPick[sector[v]][k] * kRunBlock;
+            for (int s = 0; s < 256; ++s) p[s << 8 | v] = ClampToByte((1 - s / 255.0) * unit[v] * 255);
             for (int k = 0; k < 3; ++k) {
                 const HsiBackTables::Region region = back.region[v][k];
                 rampKind[v][k] = region == HsiBackTables::High ? 1 : region == HsiBackTables::Low ? 2 : 0;
@@ -55,16 +61,6 @@ const HueTables &Tables() {
     return tables;
 }
 
-// ClampToByte(v * 255) of doubles in 0..1 (and the limit to 0..1), over a
-// plane; min and max give what the tests of ClampToByte give.
-PAX_INLINE void NarrowPlane(const double *v, BYTE *out, int n) {
-    for (int p = 0; p < n; ++p) {
-        double c = v[p] * 255;
-        c = c > 255 ? 255.0 : c;
-        c = c < 0 ? 0.0 : c;
-        out[p] = static_cast<BYTE>(static_cast<int>(c));
-    }
-}
 PAX_INLINE void LimitPlane(double *v, int n) {
     for (int p = 0; p < n; ++p) {
         double c = v[p];
@@ -75,8 +71,7 @@ PAX_INLINE void LimitPlane(double *v, int n) {
 
 // v, p, q and t of every pixel in vector-friendly passes, then each channel
 // picked by the sector.
-template <bool Unit>
-PAX_INLINE void HsvTo(const BytePlanes &in, BytePlanes *bytes, UnitPlanes *unit, int n) {
+PAX_INLINE void HsvToUnit(const BytePlanes &in, UnitPlanes &unit, int n) {
     const HueTables &t = Tables();
     alignas(32) double s[kRunBlock], f[kRunBlock], g[kRunBlock], vals[4][kRunBlock];
     for (int px = 0; px < n; ++px) {
@@ -92,29 +87,15 @@ PAX_INLINE void HsvTo(const BytePlanes &in, BytePlanes *bytes, UnitPlanes *unit,
         vals[2][px] = (1 - f[px] * s[px]) * v;
         vals[3][px] = (1 - g[px] * s[px]) * v;
     }
-    if (Unit) {
-        for (int k = 0; k < 4; ++k) LimitPlane(vals[k], n);
-        for (int px = 0; px < n; ++px) {
-            const int *pick = kHsvPick[t.sector[in.c[0][px]]];
-            for (int k = 0; k < 3; ++k) unit->c[k][px] = vals[pick[k]][px];
-        }
-    } else {
-        alignas(32) BYTE b[4 * kRunBlock];
-        for (int k = 0; k < 4; ++k) NarrowPlane(vals[k], b + k * kRunBlock, n);
-        BYTE *__restrict r = bytes->c[0], *__restrict g = bytes->c[1], *__restrict bl = bytes->c[2];
-        for (int px = 0; px < n; ++px) {
-            const int *pick = t.pickAt[in.c[0][px]];
-            const BYTE vr = b[pick[0] + px], vg = b[pick[1] + px], vb = b[pick[2] + px];
-            r[px] = vr;
-            g[px] = vg;
-            bl[px] = vb;
-        }
+    for (int k = 0; k < 4; ++k) LimitPlane(vals[k], n);
+    for (int px = 0; px < n; ++px) {
+        const int *pick = kHsvPick[t.sector[in.c[0][px]]];
+        for (int k = 0; k < 3; ++k) unit.c[k][px] = vals[pick[k]][px];
     }
 }
 
 // m1 and m2, then each channel's place on the ramp, in vector-friendly passes.
-template <bool Unit>
-PAX_INLINE void HsiTo(const BytePlanes &in, BytePlanes *bytes, UnitPlanes *unit, int n) {
+PAX_INLINE void HsiToUnit(const BytePlanes &in, UnitPlanes &unit, int n) {
     const HueTables &t = Tables();
     alignas(32) double l[kRunBlock], s[kRunBlock], m1[kRunBlock], m2[kRunBlock];
     alignas(32) double arg[3][kRunBlock], atM2[3][kRunBlock], atM1[3][kRunBlock], out[3][kRunBlock];
@@ -141,32 +122,166 @@ PAX_INLINE void HsiTo(const BytePlanes &in, BytePlanes *bytes, UnitPlanes *unit,
             out[k][px] = l[px] == 0 ? l[px] : c;
         }
     for (int k = 0; k < 3; ++k) {
-        if (Unit) {
-            LimitPlane(out[k], n);
-            for (int px = 0; px < n; ++px) unit->c[k][px] = out[k][px];
-        } else {
-            NarrowPlane(out[k], bytes->c[k], n);
-        }
+        LimitPlane(out[k], n);
+        for (int px = 0; px < n; ++px) unit.c[k][px] = out[k][px];
     }
 }
 
-#define PAX_HUE_BACK(ATTR, SUFFIX)                                                                 \
-    ATTR void HsvToRgb##SUFFIX(const BytePlanes &in, BytePlanes &out, int n) {                   \
-        HsvTo<false>(in, &out, nullptr, n);                                                      \
-    }                                                                                            \
-    ATTR void HsvToUnit##SUFFIX(const BytePlanes &in, UnitPlanes &out, int n) {                  \
-        HsvTo<true>(in, nullptr, &out, n);                                                       \
-    }                                                                                            \
-    ATTR void HsiToRgb##SUFFIX(const BytePlanes &in, BytePlanes &out, int n) {                   \
-        HsiTo<false>(in, &out, nullptr, n);                                                      \
-    }                                                                                            \
-    ATTR void HsiToUnit##SUFFIX(const BytePlanes &in, UnitPlanes &out, int n) {                  \
-        HsiTo<true>(in, nullptr, &out, n);                                                       \
-    }
+// The lane operations of the byte kernels (hue_back_lanes.h), per instruction
+// set: 16-bit lanes, bytes at the loads and stores.
+namespace sse2 {
+using V = __m128i;
+constexpr int kBytes = 16;
+#define PAX_LANES_ATTR
+PAX_INLINE V Load(const BYTE *p) { return _mm_load_si128(reinterpret_cast<const V *>(p)); }
+PAX_INLINE void Store(BYTE *p, V v) { _mm_store_si128(reinterpret_cast<V *>(p), v); }
+PAX_INLINE V Zero() { return _mm_setzero_si128(); }
+PAX_INLINE V Widen(V bytes, int half) {
+    return half ? _mm_unpackhi_epi8(bytes, Zero()) : _mm_unpacklo_epi8(bytes, Zero());
+}
+PAX_INLINE V Narrow(V lo, V hi) { return _mm_packus_epi16(lo, hi); }
+PAX_INLINE uint32_t Bits(V lo, V hi) { return static_cast<uint32_t>(_mm_movemask_epi8(_mm_packs_epi16(lo, hi))); }
+PAX_INLINE V Set(int k) { return _mm_set1_epi16(static_cast<short>(k)); }
+PAX_INLINE V Set8(int k) { return _mm_set1_epi8(static_cast<char>(k)); }
+PAX_INLINE V Add(V a, V b) { return _mm_add_epi16(a, b); }
+PAX_INLINE V Sub(V a, V b) { return _mm_sub_epi16(a, b); }
+PAX_INLINE V Mul(V a, V b) { return _mm_mullo_epi16(a, b); }
+PAX_INLINE V MulHi(V a, V b) { return _mm_mulhi_epu16(a, b); }
+PAX_INLINE V Shr7(V a) { return _mm_srli_epi16(a, 7); }
+PAX_INLINE V And(V a, V b) { return _mm_and_si128(a, b); }
+PAX_INLINE V Or(V a, V b) { return _mm_or_si128(a, b); }
+PAX_INLINE V Xor(V a, V b) { return _mm_xor_si128(a, b); }
+PAX_INLINE V AndNot(V a, V b) { return _mm_andnot_si128(a, b); } // ~a & b
+PAX_INLINE V Eq(V a, V b) { return _mm_cmpeq_epi16(a, b); }
+PAX_INLINE V Eq8(V a, V b) { return _mm_cmpeq_epi8(a, b); }
+PAX_INLINE V Gt(V a, V b) { return _mm_cmpgt_epi16(a, b); }
+PAX_INLINE V Min(V a, V b) { return _mm_min_epi16(a, b); }
+PAX_INLINE V Max(V a, V b) { return _mm_max_epi16(a, b); }
+PAX_INLINE V Select(V mask, V a, V b) { return Or(And(mask, a), AndNot(mask, b)); }
+#include "hue_back_lanes.h"
+#undef PAX_LANES_ATTR
+} // namespace sse2
 
-PAX_HUE_BACK(, Sse2)
 #if PAX_HAVE_AVX2_BUILD
-PAX_HUE_BACK(PAX_AVX2, Avx2)
+namespace avx2 {
+using V = __m256i;
+constexpr int kBytes = 32;
+#define PAX_LANES_ATTR PAX_AVX2
+PAX_AVX2 PAX_INLINE V Load(const BYTE *p) { return _mm256_load_si256(reinterpret_cast<const V *>(p)); }
+PAX_AVX2 PAX_INLINE void Store(BYTE *p, V v) { _mm256_store_si256(reinterpret_cast<V *>(p), v); }
+PAX_AVX2 PAX_INLINE V Zero() { return _mm256_setzero_si256(); }
+PAX_AVX2 PAX_INLINE V Widen(V bytes, int half) {
+    return half ? _mm256_unpackhi_epi8(bytes, Zero()) : _mm256_unpacklo_epi8(bytes, Zero());
+}
+PAX_AVX2 PAX_INLINE V Narrow(V lo, V hi) { return _mm256_packus_epi16(lo, hi); }
+PAX_AVX2 PAX_INLINE uint32_t Bits(V lo, V hi) {
+    return static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_packs_epi16(lo, hi)));
+}
+PAX_AVX2 PAX_INLINE V Set(int k) { return _mm256_set1_epi16(static_cast<short>(k)); }
+PAX_AVX2 PAX_INLINE V Set8(int k) { return _mm256_set1_epi8(static_cast<char>(k)); }
+PAX_AVX2 PAX_INLINE V Add(V a, V b) { return _mm256_add_epi16(a, b); }
+PAX_AVX2 PAX_INLINE V Sub(V a, V b) { return _mm256_sub_epi16(a, b); }
+PAX_AVX2 PAX_INLINE V Mul(V a, V b) { return _mm256_mullo_epi16(a, b); }
+PAX_AVX2 PAX_INLINE V MulHi(V a, V b) { return _mm256_mulhi_epu16(a, b); }
+PAX_AVX2 PAX_INLINE V Shr7(V a) { return _mm256_srli_epi16(a, 7); }
+PAX_AVX2 PAX_INLINE V And(V a, V b) { return _mm256_and_si256(a, b); }
+PAX_AVX2 PAX_INLINE V Or(V a, V b) { return _mm256_or_si256(a, b); }
+PAX_AVX2 PAX_INLINE V Xor(V a, V b) { return _mm256_xor_si256(a, b); }
+PAX_AVX2 PAX_INLINE V AndNot(V a, V b) { return _mm256_andnot_si256(a, b); }
+PAX_AVX2 PAX_INLINE V Eq(V a, V b) { return _mm256_cmpeq_epi16(a, b); }
+PAX_AVX2 PAX_INLINE V Eq8(V a, V b) { return _mm256_cmpeq_epi8(a, b); }
+PAX_AVX2 PAX_INLINE V Gt(V a, V b) { return _mm256_cmpgt_epi16(a, b); }
+PAX_AVX2 PAX_INLINE V Min(V a, V b) { return _mm256_min_epi16(a, b); }
+PAX_AVX2 PAX_INLINE V Max(V a, V b) { return _mm256_max_epi16(a, b); }
+PAX_AVX2 PAX_INLINE V Select(V mask, V a, V b) { return _mm256_blendv_epi8(b, a, mask); }
+#include "hue_back_lanes.h"
+#undef PAX_LANES_ATTR
+} // namespace avx2
+#endif
+
+// The pixels the lanes flag, from the doubles, for the first n pixels.
+PAX_INLINE uint64_t Within(uint64_t flags, int n) { return n < 64 ? flags & ((uint64_t{1} << n) - 1) : flags; }
+
+// Calls rewrite(px) for every pixel of `pixels`: four times without a branch
+// (an empty mask gives pixel 63, whose rewrite writes the bytes it has), then
+// in a loop for any more.
+template <class Rewrite>
+PAX_INLINE void ForEachPixel(uint64_t pixels, Rewrite rewrite) {
+    for (int k = 0; k < 4; ++k) {
+        rewrite(__builtin_ctzll(pixels | uint64_t{1} << 63));
+        pixels &= pixels - 1;
+    }
+    for (; pixels; pixels &= pixels - 1) rewrite(__builtin_ctzll(pixels));
+}
+
+// Where a sector puts its largest and smallest bytes (see Place).
+constexpr int kHighChannel[6] = {0, 1, 1, 2, 2, 0};
+constexpr int kLowChannel[6] = {2, 2, 0, 0, 1, 1};
+
+// Every byte of the pixels, from the doubles.
+void HsvFromDoubles(const BytePlanes &in, BytePlanes &out, uint64_t pixels) {
+    const HueTables &t = Tables();
+    for (; pixels; pixels &= pixels - 1) {
+        const int px = __builtin_ctzll(pixels), h = in.c[0][px];
+        const double s = t.unit[in.c[1][px]], v = t.unit[in.c[2][px]];
+        const BYTE vals[4] = {in.c[2][px], ClampToByte((1 - s) * v * 255), ClampToByte((1 - t.f[h] * s) * v * 255),
+                              ClampToByte((1 - t.oneMinusF[h] * s) * v * 255)};
+        for (int k = 0; k < 3; ++k) out.c[k][px] = vals[kHsvPick[t.sector[h]][k]];
+    }
+}
+
+void HsiFromDoubles(const BytePlanes &in, BytePlanes &out, uint64_t pixels) {
+    const HsiBackTables &back = HsiBackTablesOnce();
+    for (; pixels; pixels &= pixels - 1) {
+        const int px = __builtin_ctzll(pixels);
+        BYTE rgb[3];
+        back.Convert(in.c[0][px], in.c[1][px], in.c[2][px], rgb);
+        for (int k = 0; k < 3; ++k) out.c[k][px] = rgb[k];
+    }
+}
+
+// The lanes, then the bytes they leave to the doubles: p from its table, m2
+// and m1 from theirs, and whole pixels where the middle byte is flagged.
+template <class Lanes>
+PAX_INLINE void HsvBytes(Lanes lanes, const BytePlanes &in, BytePlanes &out, int n) {
+    uint64_t low, mid;
+    lanes(in, out, &low, &mid);
+    const HueTables &t = Tables();
+    ForEachPixel(Within(low, n), [&](int px) {
+        out.c[kLowChannel[t.sector[in.c[0][px]]]][px] = t.p[in.c[1][px] << 8 | in.c[2][px]];
+    });
+    HsvFromDoubles(in, out, Within(mid, n));
+}
+
+template <class Lanes>
+PAX_INLINE void HsiBytes(Lanes lanes, const BytePlanes &in, BytePlanes &out, int n) {
+    uint64_t outer, mid;
+    lanes(in, out, &outer, &mid);
+    const HueTables &t = Tables();
+    ForEachPixel(Within(outer, n), [&](int px) {
+        const int sector = t.sector[in.c[0][px]];
+        const double l = t.unit[in.c[2][px]], s = t.unit[in.c[1][px]];
+        const double m2 = l <= 0.5 ? (s + 1) * l : l + s - l * s;
+        const double m1 = l + l - m2;
+        out.c[kHighChannel[sector]][px] = ClampToByte(m2 * 255);
+        out.c[kLowChannel[sector]][px] = ClampToByte(m1 * 255);
+    });
+    HsiFromDoubles(in, out, Within(mid, n));
+}
+
+#define PAX_HUE_BACK(ATTR, SUFFIX, LANES)                                                          \
+    ATTR void HsvToRgb##SUFFIX(const BytePlanes &in, BytePlanes &out, int n) {                   \
+        HsvBytes(LANES::HsvLanes, in, out, n);                                                   \
+    }                                                                                            \
+    ATTR void HsvToUnit##SUFFIX(const BytePlanes &in, UnitPlanes &out, int n) { HsvToUnit(in, out, n); } \
+    ATTR void HsiToRgb##SUFFIX(const BytePlanes &in, BytePlanes &out, int n) {                   \
+        HsiBytes(LANES::HsiLanes, in, out, n);                                                   \
+    }                                                                                            \
+    ATTR void HsiToUnit##SUFFIX(const BytePlanes &in, UnitPlanes &out, int n) { HsiToUnit(in, out, n); }
+
+PAX_HUE_BACK(, Sse2, sse2)
+#if PAX_HAVE_AVX2_BUILD
+PAX_HUE_BACK(PAX_AVX2, Avx2, avx2)
 #endif
 
 } // namespace
