@@ -150,14 +150,17 @@ PAX_INLINE V MulHi(V a, V b) { return _mm_mulhi_epu16(a, b); }
 PAX_INLINE V Shr7(V a) { return _mm_srli_epi16(a, 7); }
 PAX_INLINE V And(V a, V b) { return _mm_and_si128(a, b); }
 PAX_INLINE V Or(V a, V b) { return _mm_or_si128(a, b); }
-PAX_INLINE V Xor(V a, V b) { return _mm_xor_si128(a, b); }
 PAX_INLINE V AndNot(V a, V b) { return _mm_andnot_si128(a, b); } // ~a & b
 PAX_INLINE V Eq(V a, V b) { return _mm_cmpeq_epi16(a, b); }
 PAX_INLINE V Eq8(V a, V b) { return _mm_cmpeq_epi8(a, b); }
 PAX_INLINE V Gt(V a, V b) { return _mm_cmpgt_epi16(a, b); }
 PAX_INLINE V Min(V a, V b) { return _mm_min_epi16(a, b); }
-PAX_INLINE V Max(V a, V b) { return _mm_max_epi16(a, b); }
+PAX_INLINE V Abs(V a) { return _mm_max_epi16(a, Sub(Zero(), a)); }
 PAX_INLINE V Select(V mask, V a, V b) { return Or(And(mask, a), AndNot(mask, b)); }
+PAX_INLINE V In(V sector, int a, int b) {
+    const V m = Or(Eq8(sector, Set8(a)), Eq8(sector, Set8(b)));
+    return a == 0 ? Or(m, Eq8(sector, Set8(6))) : m;
+}
 #include "hue_back_lanes.h"
 #undef PAX_LANES_ATTR
 } // namespace sse2
@@ -186,14 +189,20 @@ PAX_AVX2 PAX_INLINE V MulHi(V a, V b) { return _mm256_mulhi_epu16(a, b); }
 PAX_AVX2 PAX_INLINE V Shr7(V a) { return _mm256_srli_epi16(a, 7); }
 PAX_AVX2 PAX_INLINE V And(V a, V b) { return _mm256_and_si256(a, b); }
 PAX_AVX2 PAX_INLINE V Or(V a, V b) { return _mm256_or_si256(a, b); }
-PAX_AVX2 PAX_INLINE V Xor(V a, V b) { return _mm256_xor_si256(a, b); }
 PAX_AVX2 PAX_INLINE V AndNot(V a, V b) { return _mm256_andnot_si256(a, b); }
 PAX_AVX2 PAX_INLINE V Eq(V a, V b) { return _mm256_cmpeq_epi16(a, b); }
-PAX_AVX2 PAX_INLINE V Eq8(V a, V b) { return _mm256_cmpeq_epi8(a, b); }
 PAX_AVX2 PAX_INLINE V Gt(V a, V b) { return _mm256_cmpgt_epi16(a, b); }
 PAX_AVX2 PAX_INLINE V Min(V a, V b) { return _mm256_min_epi16(a, b); }
-PAX_AVX2 PAX_INLINE V Max(V a, V b) { return _mm256_max_epi16(a, b); }
+PAX_AVX2 PAX_INLINE V Abs(V a) { return _mm256_abs_epi16(a); }
 PAX_AVX2 PAX_INLINE V Select(V mask, V a, V b) { return _mm256_blendv_epi8(b, a, mask); }
+// A byte shuffle of the sectors through the table of the set.
+PAX_AVX2 PAX_INLINE V In(V sector, int a, int b) {
+    char m[7];
+    for (int k = 0; k < 7; ++k) m[k] = k == a || k == b || (k == 6 && a == 0) ? -1 : 0;
+    return _mm256_shuffle_epi8(
+        _mm256_broadcastsi128_si256(_mm_setr_epi8(m[0], m[1], m[2], m[3], m[4], m[5], m[6], 0, 0, 0, 0, 0, 0, 0, 0, 0)),
+        sector);
+}
 #include "hue_back_lanes.h"
 #undef PAX_LANES_ATTR
 } // namespace avx2

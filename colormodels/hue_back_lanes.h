@@ -8,42 +8,39 @@
 // A step loads kBytes pixels of each plane, widens them to two registers of
 // 16-bit lanes, and narrows the results back to bytes.
 
-// The sector (0..5) of hue bytes h and f = 6h - 255 x sector, the place in
-// the sector in 255ths (hue byte 255 is sector 0, f 0).
-PAX_LANES_ATTR PAX_INLINE V SectorOf(V h, V *f) {
+// The sector of hue bytes h, floor(6h / 255) (0..6, where 6 is hue byte
+// 255, which counts as sector 0), and |d| with d = 255 x (sector | 1) - 6h:
+// in an even sector 255 - f, in an odd one f, where f = 6h - 255 x sector is
+// the place in the sector in 255ths (sector 6 gives 255, as sector 0 with f
+// = 0 does).
+PAX_LANES_ATTR PAX_INLINE V SectorOf(V h, V *distance) {
     const V x6 = Mul(h, Set(6));
-    const V sector = MulHi(Add(x6, Set(1)), Set(257)); // floor(6h / 255) for 6h <= 1530
-    *f = Sub(x6, Mul(sector, Set(255)));
-    return Sub(sector, And(Eq(sector, Set(6)), Set(6)));
+    const V sector = MulHi(Add(x6, Set(1)), Set(257)); // exact for 6h <= 1530
+    *distance = Abs(Sub(Mul(Or(sector, Set(1)), Set(255)), x6));
+    return sector;
 }
 
-// floor(x / 255) of any 16-bit x, and the remainder.
-PAX_LANES_ATTR PAX_INLINE V Div255(V x, V *rest) {
-    const V q = Shr7(MulHi(x, Set(0x8081)));
-    *rest = Sub(x, Mul(q, Set(255)));
-    return q;
-}
+// floor(x / 255) of any 16-bit x.
+PAX_LANES_ATTR PAX_INLINE V Div255(V x) { return Shr7(MulHi(x, Set(0x8081))); }
 
-// k = floor(c a / 65025) with c = 255 c1 + c0, as floor(floor(c a / 255) /
-// 255) where c a / 255 = c1 a + c0 a / 255 (every term below 65,536); exact
-// is all ones where 65025 divides c a.
-PAX_LANES_ATTR PAX_INLINE V Ratio(V c1, V c0, V a, V *exact) {
-    V rest0, rest1;
-    const V part = Div255(Mul(c0, a), &rest0);
-    const V k = Div255(Add(Mul(c1, a), part), &rest1);
-    *exact = Eq(Or(rest0, rest1), Zero());
+// k = floor(c a / 65025) with c = 255 c1 + c0: floor(c a / 255) = c1 a +
+// floor(c0 a / 255) is below 65,536, and k is its floor over 255. exact is
+// all ones where 65025 divides c a, which is where c a and 65025 k agree
+// modulo 65,536 (the remainder lies below 65,025); 65025 = 65536 - 511.
+PAX_LANES_ATTR PAX_INLINE V Ratio(V c, V c1, V c0, V a, V *exact) {
+    const V k = Div255(Add(Mul(c1, a), Div255(Mul(c0, a))));
+    *exact = Eq(Mul(c, a), Mul(k, Set(-511)));
     return k;
 }
 
 // R, G and B bytes from the largest, middle and smallest bytes by sector:
 // sector 0 (hi, mid, lo), 1 (mid, hi, lo), 2 (lo, hi, mid), 3 (lo, mid, hi),
-// 4 (mid, lo, hi), 5 (hi, lo, mid).
+// 4 (mid, lo, hi), 5 (hi, lo, mid); In(sector, a, b) is all ones in the
+// sectors a and b (sector 0 taking 6 with it).
 PAX_LANES_ATTR PAX_INLINE void Place(V sector, V hi, V mid, V lo, BYTE *r, BYTE *g, BYTE *b) {
-    const V e0 = Eq8(sector, Set8(0)), e1 = Eq8(sector, Set8(1)), e2 = Eq8(sector, Set8(2));
-    const V e3 = Eq8(sector, Set8(3)), e4 = Eq8(sector, Set8(4)), e5 = Eq8(sector, Set8(5));
-    Store(r, Select(Or(e0, e5), hi, Select(Or(e1, e4), mid, lo)));
-    Store(g, Select(Or(e1, e2), hi, Select(Or(e0, e3), mid, lo)));
-    Store(b, Select(Or(e3, e4), hi, Select(Or(e2, e5), mid, lo)));
+    Store(r, Select(In(sector, 0, 5), hi, Select(In(sector, 1, 4), mid, lo)));
+    Store(g, Select(In(sector, 1, 2), hi, Select(In(sector, 0, 3), mid, lo)));
+    Store(b, Select(In(sector, 3, 4), hi, Select(In(sector, 2, 5), mid, lo)));
 }
 
 // HSV bytes of kRunBlock pixels to RGB, with a bit per pixel whose smallest
@@ -56,15 +53,12 @@ PAX_LANES_ATTR void HsvLanes(const BytePlanes &in, BytePlanes &out, uint64_t *lo
         V sector[2], mid[2], lo[2], lowFlag[2], midFlag[2];
         for (int half = 0; half < 2; ++half) {
             const V h = Widen(hb, half), s = Widen(sb, half), v = Widen(vb, half);
-            V f;
-            sector[half] = SectorOf(h, &f);
             // q in odd sectors (f), t in even ones (255 - f).
-            const V odd = Eq(And(sector[half], Set(1)), Set(1));
-            const V a = Select(odd, f, Sub(Set(255), f));
-            V c0, exact;
+            V a, exact;
+            sector[half] = SectorOf(h, &a);
             const V c = Mul(v, s);
-            const V c1 = Div255(c, &c0);
-            const V k = Ratio(c1, c0, a, &exact);
+            const V c1 = Div255(c), c0 = Sub(c, Mul(c1, Set(255)));
+            const V k = Ratio(c, c1, c0, a, &exact);
             const V vLess1 = Sub(v, Set(1));
             const V c0Zero = Eq(c0, Zero());
             mid[half] = Sub(Sub(vLess1, k), exact);   // V - ceil(c a / 65025)
@@ -94,20 +88,18 @@ PAX_LANES_ATTR void HsiLanes(const BytePlanes &in, BytePlanes &out, uint64_t *ou
         V sector[2], hi[2], mid[2], lo[2], outerFlag[2], midFlag[2];
         for (int half = 0; half < 2; ++half) {
             const V h = Widen(hb, half), s = Widen(sb, half), i = Widen(ib, half);
-            V f;
-            sector[half] = SectorOf(h, &f);
-            const V odd = Eq(And(sector[half], Set(1)), Set(1));
-            V c0, exact;
+            V d, exact;
+            sector[half] = SectorOf(h, &d);
             const V c = Mul(s, Min(i, Sub(Set(255), i)));
-            const V c1 = Div255(c, &c0);
+            const V c1 = Div255(c), c0 = Sub(c, Mul(c1, Set(255)));
             const V iLess1 = Sub(i, Set(1));
             const V c0Zero = Eq(c0, Zero());
             hi[half] = Add(i, c1);                    // I + c / 255
             lo[half] = Sub(Sub(iLess1, c1), c0Zero); // I - ceil(c / 255)
-            // w = 255 - 2g, g = f rising (even sectors), 255 - f falling.
-            const V rising = Sub(Set(255), Add(f, f));
-            const V w = Sub(Xor(rising, odd), odd);
-            const V k = Ratio(c1, c0, Max(w, Sub(Zero(), w)), &exact);
+            // w = 255 - 2g with g = f rising (even sectors), 255 - f falling:
+            // 2|d| - 255 in both.
+            const V w = Sub(Add(d, d), Set(255));
+            const V k = Ratio(c, c1, c0, Abs(w), &exact);
             mid[half] = Select(Gt(w, Zero()), Sub(Sub(iLess1, k), exact), Add(i, k));
             // Every whole number but those of S = 0 or I = 0, and m2 = 2l, m1
             // = 0 of S = 255 with I <= 127.
