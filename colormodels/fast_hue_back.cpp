@@ -1,11 +1,37 @@
 // HSV and HSI kernels over planes: from HSV and HSI back to RGB (bytes, or
 // doubles limited to 0..1).
 //
-// The same double operations in the same order as the single-value
-// conversions, with everything that depends on one byte alone (the sector,
-// f and 1 - f of a hue byte, byte / 255, the places of the three HSI channels
-// on the hue ramp) taken from tables filled by those operations, and the
-// choice of sector made by index instead of by branches.
+// Doubles limited to 0..1: the same double operations in the same order as
+// the single-value conversions, with everything that depends on one byte
+// alone (the sector, f and 1 - f of a hue byte, byte / 255, the places of
+// the three HSI channels on the hue ramp) taken from tables filled by those
+// operations, and the choice of sector made by index instead of by branches.
+//
+// Bytes: integers that decide the truncated byte, and the doubles where they
+// cannot. Let the hue byte H lie in sector i = floor(6H / 255) at f = 6H -
+// 255 i (in 255ths of the sector; H = 255 is sector 0 with f = 0, as the
+// doubles have it). The doubles stand for exact rationals (the double h is
+// 6H / 255 exactly where that is whole, and otherwise at least 1/255 from a
+// whole number, so its sector is i; its fraction stands for f / 255):
+//   HSV, c = V S:  v x 255 = V,  p x 255 = V - c / 255,
+//                  q x 255 = V - c f / 65025,  t x 255 = V - c (255 - f) / 65025;
+//   HSI, c = S min(I, 255 - I), both sides of I = 127.5:
+//                  m2 x 255 = I + c / 255,  m1 x 255 = I - c / 255,
+//                  ramp x 255 = I - c w / 65025,  w = 255 - 2g,
+//   g = f where the channel rises (even sectors), 255 - f where it falls.
+// Each double comes from these values through a handful of roundings of
+// numbers below 512, each within 2^-52 of its size, so it lies within 1e-12
+// of the rational times 255. A rational of denominator 65025 that is not a
+// whole number lies at least 1/65025 from one: there the truncated double is
+// the floor of the rational, which the lanes compute in 16-bit integers
+// (hue_back_lanes.h: multiply-high division by 255, exact for every 16-bit
+// number). Where the rational is whole the double may fall just below it and
+// truncate one lower, except where the doubles are exact (c = 0 with V = 0,
+// S = 0 or I = 0; p and the t equal to it with S = 255; m2 = 2l and m1 = 0
+// with S = 255 and I <= 127); the lanes flag those pixels and their bytes
+// come from the doubles (p from a table of S and V filled by them). And v x
+// 255 truncates to V for every byte (the sweeps over all inputs show it, with
+// S = 0 among them).
 #include "hsi_back.h"
 #include "hue.h"
 #include "run_kernels.h"
