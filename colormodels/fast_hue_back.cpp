@@ -249,10 +249,6 @@ PAX_INLINE void ForEachPixel(uint64_t pixels, Rewrite rewrite) {
     for (; pixels; pixels &= pixels - 1) rewrite(__builtin_ctzll(pixels));
 }
 
-// Where a sector puts its largest and smallest bytes (see Place).
-constexpr int kHighChannel[6] = {0, 1, 1, 2, 2, 0};
-constexpr int kLowChannel[6] = {2, 2, 0, 0, 1, 1};
-
 // Every byte of the pixels, from the doubles.
 void HsvFromDoubles(const BytePlanes &in, BytePlanes &out, uint64_t pixels) {
     const HueTables &t = Tables();
@@ -277,40 +273,41 @@ void HsiFromDoubles(const BytePlanes &in, BytePlanes &out, uint64_t pixels) {
 
 // The lanes, then the bytes they leave to the doubles: p from its table, m2
 // and m1 from theirs, and whole pixels where the middle byte is flagged.
-template <class Lanes>
-PAX_INLINE void HsvBytes(Lanes lanes, const BytePlanes &in, BytePlanes &out, int n) {
+template <class Lanes, class PlaceAll>
+PAX_INLINE void HsvBytes(Lanes lanes, PlaceAll placeAll, const BytePlanes &in, BytePlanes &out, int n) {
+    BytePlanes parts;
     uint64_t low, mid;
-    lanes(in, out, &low, &mid);
+    lanes(in, parts, &low, &mid);
     const HueTables &t = Tables();
-    ForEachPixel(Within(low, n), [&](int px) {
-        out.c[kLowChannel[t.sector[in.c[0][px]]]][px] = t.p[in.c[1][px] << 8 | in.c[2][px]];
-    });
+    ForEachPixel(Within(low, n), [&](int px) { parts.c[3][px] = t.p[in.c[1][px] << 8 | in.c[2][px]]; });
+    placeAll(parts, out);
     HsvFromDoubles(in, out, Within(mid, n));
 }
 
-template <class Lanes>
-PAX_INLINE void HsiBytes(Lanes lanes, const BytePlanes &in, BytePlanes &out, int n) {
+template <class Lanes, class PlaceAll>
+PAX_INLINE void HsiBytes(Lanes lanes, PlaceAll placeAll, const BytePlanes &in, BytePlanes &out, int n) {
+    BytePlanes parts;
     uint64_t outer, mid;
-    lanes(in, out, &outer, &mid);
+    lanes(in, parts, &outer, &mid);
     const HueTables &t = Tables();
     ForEachPixel(Within(outer, n), [&](int px) {
-        const int sector = t.sector[in.c[0][px]];
         const double l = t.unit[in.c[2][px]], s = t.unit[in.c[1][px]];
         const double m2 = l <= 0.5 ? (s + 1) * l : l + s - l * s;
         const double m1 = l + l - m2;
-        out.c[kHighChannel[sector]][px] = ClampToByte(m2 * 255);
-        out.c[kLowChannel[sector]][px] = ClampToByte(m1 * 255);
+        parts.c[1][px] = ClampToByte(m2 * 255);
+        parts.c[3][px] = ClampToByte(m1 * 255);
     });
+    placeAll(parts, out);
     HsiFromDoubles(in, out, Within(mid, n));
 }
 
 #define PAX_HUE_BACK(ATTR, SUFFIX, LANES)                                                          \
     ATTR void HsvToRgb##SUFFIX(const BytePlanes &in, BytePlanes &out, int n) {                   \
-        HsvBytes(LANES::HsvLanes, in, out, n);                                                   \
+        HsvBytes(LANES::HsvLanes, LANES::PlaceAll, in, out, n);                                                 \
     }                                                                                            \
     ATTR void HsvToUnit##SUFFIX(const BytePlanes &in, UnitPlanes &out, int n) { HsvToUnit(in, out, n); } \
     ATTR void HsiToRgb##SUFFIX(const BytePlanes &in, BytePlanes &out, int n) {                   \
-        HsiBytes(LANES::HsiLanes, in, out, n);                                                   \
+        HsiBytes(LANES::HsiLanes, LANES::PlaceAll, in, out, n);                                                 \
     }                                                                                            \
     ATTR void HsiToUnit##SUFFIX(const BytePlanes &in, UnitPlanes &out, int n) { HsiToUnit(in, out, n); }
 

@@ -43,9 +43,18 @@ PAX_LANES_ATTR PAX_INLINE void Place(V sector, V hi, V mid, V lo, BYTE *r, BYTE 
     Store(b, Select(In(sector, 3, 4), hi, Select(In(sector, 2, 5), mid, lo)));
 }
 
-// HSV bytes of kRunBlock pixels to RGB, with a bit per pixel whose smallest
-// byte (p), or whose middle byte (q or t), must come from the doubles instead.
-PAX_LANES_ATTR void HsvLanes(const BytePlanes &in, BytePlanes &out, uint64_t *lowFromDoubles,
+// Place over kRunBlock pixels whose sector, largest, middle and smallest
+// bytes are the planes of `parts`.
+PAX_LANES_ATTR void PlaceAll(const BytePlanes &parts, BytePlanes &out) {
+    for (int at = 0; at < kRunBlock; at += kBytes)
+        Place(Load(parts.c[0] + at), Load(parts.c[1] + at), Load(parts.c[2] + at), Load(parts.c[3] + at),
+              out.c[0] + at, out.c[1] + at, out.c[2] + at);
+}
+
+// The parts of HSV bytes of kRunBlock pixels (sector, V, q or t, p), with a
+// bit per pixel whose smallest byte (p), or whose middle byte (q or t), must
+// come from the doubles instead.
+PAX_LANES_ATTR void HsvLanes(const BytePlanes &in, BytePlanes &parts, uint64_t *lowFromDoubles,
                              uint64_t *midFromDoubles) {
     *lowFromDoubles = *midFromDoubles = 0;
     for (int at = 0; at < kRunBlock; at += kBytes) {
@@ -70,17 +79,19 @@ PAX_LANES_ATTR void HsvLanes(const BytePlanes &in, BytePlanes &out, uint64_t *lo
             lowFlag[half] = AndNot(Or(cZero, saturated), c0Zero);
             midFlag[half] = AndNot(Or(cZero, And(Eq(a, Set(255)), saturated)), exact);
         }
-        Place(Narrow(sector[0], sector[1]), vb, Narrow(mid[0], mid[1]), Narrow(lo[0], lo[1]),
-              out.c[0] + at, out.c[1] + at, out.c[2] + at);
+        Store(parts.c[0] + at, Narrow(sector[0], sector[1]));
+        Store(parts.c[1] + at, vb);
+        Store(parts.c[2] + at, Narrow(mid[0], mid[1]));
+        Store(parts.c[3] + at, Narrow(lo[0], lo[1]));
         *lowFromDoubles |= static_cast<uint64_t>(Bits(lowFlag[0], lowFlag[1])) << at;
         *midFromDoubles |= static_cast<uint64_t>(Bits(midFlag[0], midFlag[1])) << at;
     }
 }
 
-// HSI bytes of kRunBlock pixels to RGB, with a bit per pixel whose largest
-// and smallest bytes (m2 and m1), or whose middle byte (the ramp), must come
-// from the doubles instead.
-PAX_LANES_ATTR void HsiLanes(const BytePlanes &in, BytePlanes &out, uint64_t *outerFromDoubles,
+// The parts of HSI bytes of kRunBlock pixels (sector, m2, the ramp, m1), with
+// a bit per pixel whose largest and smallest bytes (m2 and m1), or whose
+// middle byte (the ramp), must come from the doubles instead.
+PAX_LANES_ATTR void HsiLanes(const BytePlanes &in, BytePlanes &parts, uint64_t *outerFromDoubles,
                              uint64_t *midFromDoubles) {
     *outerFromDoubles = *midFromDoubles = 0;
     for (int at = 0; at < kRunBlock; at += kBytes) {
@@ -108,8 +119,10 @@ PAX_LANES_ATTR void HsiLanes(const BytePlanes &in, BytePlanes &out, uint64_t *ou
             outerFlag[half] = AndNot(Or(plain, doubled), c0Zero);
             midFlag[half] = AndNot(plain, exact);
         }
-        Place(Narrow(sector[0], sector[1]), Narrow(hi[0], hi[1]), Narrow(mid[0], mid[1]), Narrow(lo[0], lo[1]),
-              out.c[0] + at, out.c[1] + at, out.c[2] + at);
+        Store(parts.c[0] + at, Narrow(sector[0], sector[1]));
+        Store(parts.c[1] + at, Narrow(hi[0], hi[1]));
+        Store(parts.c[2] + at, Narrow(mid[0], mid[1]));
+        Store(parts.c[3] + at, Narrow(lo[0], lo[1]));
         *outerFromDoubles |= static_cast<uint64_t>(Bits(outerFlag[0], outerFlag[1])) << at;
         *midFromDoubles |= static_cast<uint64_t>(Bits(midFlag[0], midFlag[1])) << at;
     }
