@@ -273,13 +273,15 @@ void HsiFromDoubles(const BytePlanes &in, BytePlanes &out, uint64_t pixels) {
 
 // The lanes, then the bytes they leave to the doubles: p from its table, m2
 // and m1 from theirs, and whole pixels where the middle byte is flagged.
-template <class Lanes, class PlaceAll>
-PAX_INLINE void HsvBytes(Lanes lanes, PlaceAll placeAll, const BytePlanes &in, BytePlanes &out, int n) {
+// p first, and the bytes of p from the table, then the rest (the work
+// between keeps the byte stores away from the loads that place them).
+template <class LowLanes, class Lanes, class PlaceAll>
+PAX_INLINE void HsvBytes(LowLanes lowLanes, Lanes lanes, PlaceAll placeAll, const BytePlanes &in, BytePlanes &out,
+                         int n) {
     BytePlanes parts;
-    uint64_t low, mid;
-    lanes(in, parts, &low, &mid);
     const HueTables &t = Tables();
-    ForEachPixel(Within(low, n), [&](int px) { parts.c[3][px] = t.p[in.c[1][px] << 8 | in.c[2][px]]; });
+    ForEachPixel(Within(lowLanes(in, parts), n), [&](int px) { parts.c[3][px] = t.p[in.c[1][px] << 8 | in.c[2][px]]; });
+    const uint64_t mid = lanes(in, parts);
     placeAll(parts, out);
     HsvFromDoubles(in, out, Within(mid, n));
 }
@@ -303,7 +305,7 @@ PAX_INLINE void HsiBytes(Lanes lanes, PlaceAll placeAll, const BytePlanes &in, B
 
 #define PAX_HUE_BACK(ATTR, SUFFIX, LANES)                                                          \
     ATTR void HsvToRgb##SUFFIX(const BytePlanes &in, BytePlanes &out, int n) {                   \
-        HsvBytes(LANES::HsvLanes, LANES::PlaceAll, in, out, n);                                                 \
+        HsvBytes(LANES::HsvLowLanes, LANES::HsvLanes, LANES::PlaceAll, in, out, n);                                                 \
     }                                                                                            \
     ATTR void HsvToUnit##SUFFIX(const BytePlanes &in, UnitPlanes &out, int n) { HsvToUnit(in, out, n); } \
     ATTR void HsiToRgb##SUFFIX(const BytePlanes &in, BytePlanes &out, int n) {                   \

@@ -51,15 +51,36 @@ PAX_LANES_ATTR void PlaceAll(const BytePlanes &parts, BytePlanes &out) {
               out.c[0] + at, out.c[1] + at, out.c[2] + at);
 }
 
-// The parts of HSV bytes of kRunBlock pixels (sector, V, q or t, p), with a
-// bit per pixel whose smallest byte (p), or whose middle byte (q or t), must
+// The smallest byte of HSV bytes of kRunBlock pixels (p) into parts.c[3],
+// with a bit per pixel whose p must come from the doubles instead.
+PAX_LANES_ATTR uint64_t HsvLowLanes(const BytePlanes &in, BytePlanes &parts) {
+    uint64_t fromDoubles = 0;
+    for (int at = 0; at < kRunBlock; at += kBytes) {
+        const V sb = Load(in.c[1] + at), vb = Load(in.c[2] + at);
+        V lo[2], flag[2];
+        for (int half = 0; half < 2; ++half) {
+            const V s = Widen(sb, half), v = Widen(vb, half);
+            const V c = Mul(v, s);
+            const V c1 = Div255(c), c0Zero = Eq(Mul(c1, Set(255)), c);
+            lo[half] = Sub(Sub(Sub(v, Set(1)), c1), c0Zero); // V - ceil(c / 255)
+            // A whole p whose double is not known to be exact: S is not 0 or
+            // 255, V not 0 (c1 = V with c0 = 0: S = 255 or V = 0).
+            flag[half] = AndNot(Or(Eq(c, Zero()), Eq(c1, v)), c0Zero);
+        }
+        Store(parts.c[3] + at, Narrow(lo[0], lo[1]));
+        fromDoubles |= static_cast<uint64_t>(Bits(flag[0], flag[1])) << at;
+    }
+    return fromDoubles;
+}
+
+// The sector, largest and middle bytes of HSV bytes of kRunBlock pixels (V,
+// q or t) into parts.c[0..2], with a bit per pixel whose middle byte must
 // come from the doubles instead.
-PAX_LANES_ATTR void HsvLanes(const BytePlanes &in, BytePlanes &parts, uint64_t *lowFromDoubles,
-                             uint64_t *midFromDoubles) {
-    *lowFromDoubles = *midFromDoubles = 0;
+PAX_LANES_ATTR uint64_t HsvLanes(const BytePlanes &in, BytePlanes &parts) {
+    uint64_t fromDoubles = 0;
     for (int at = 0; at < kRunBlock; at += kBytes) {
         const V hb = Load(in.c[0] + at), sb = Load(in.c[1] + at), vb = Load(in.c[2] + at);
-        V sector[2], mid[2], lo[2], lowFlag[2], midFlag[2];
+        V sector[2], mid[2], flag[2];
         for (int half = 0; half < 2; ++half) {
             const V h = Widen(hb, half), s = Widen(sb, half), v = Widen(vb, half);
             // q in odd sectors (f), t in even ones (255 - f).
@@ -68,24 +89,17 @@ PAX_LANES_ATTR void HsvLanes(const BytePlanes &in, BytePlanes &parts, uint64_t *
             const V c = Mul(v, s);
             const V c1 = Div255(c), c0 = Sub(c, Mul(c1, Set(255)));
             const V k = Ratio(c, c1, c0, a, &exact);
-            const V vLess1 = Sub(v, Set(1));
-            const V c0Zero = Eq(c0, Zero());
-            mid[half] = Sub(Sub(vLess1, k), exact);   // V - ceil(c a / 65025)
-            lo[half] = Sub(Sub(vLess1, c1), c0Zero); // V - ceil(c / 255)
-            // Whole numbers whose doubles are not known to be exact: p unless
-            // S is 0 or 255 or V is 0; q or t unless c is 0 or they equal p.
-            const V saturated = Eq(c1, v); // with c0 = 0: S = 255 (or V = 0)
-            const V cZero = Eq(c, Zero());
-            lowFlag[half] = AndNot(Or(cZero, saturated), c0Zero);
-            midFlag[half] = AndNot(Or(cZero, And(Eq(a, Set(255)), saturated)), exact);
+            mid[half] = Sub(Sub(Sub(v, Set(1)), k), exact); // V - ceil(c a / 65025)
+            // A whole q or t whose double is not known to be exact: c is not
+            // 0, and it is not the t equal to p of S = 255 (c1 = V).
+            flag[half] = AndNot(Or(Eq(c, Zero()), And(Eq(a, Set(255)), Eq(c1, v))), exact);
         }
         Store(parts.c[0] + at, Narrow(sector[0], sector[1]));
         Store(parts.c[1] + at, vb);
         Store(parts.c[2] + at, Narrow(mid[0], mid[1]));
-        Store(parts.c[3] + at, Narrow(lo[0], lo[1]));
-        *lowFromDoubles |= static_cast<uint64_t>(Bits(lowFlag[0], lowFlag[1])) << at;
-        *midFromDoubles |= static_cast<uint64_t>(Bits(midFlag[0], midFlag[1])) << at;
+        fromDoubles |= static_cast<uint64_t>(Bits(flag[0], flag[1])) << at;
     }
+    return fromDoubles;
 }
 
 // The parts of HSI bytes of kRunBlock pixels (sector, m2, the ramp, m1), with
