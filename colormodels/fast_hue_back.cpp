@@ -286,19 +286,19 @@ PAX_INLINE void HsvBytes(LowLanes lowLanes, Lanes lanes, PlaceAll placeAll, cons
     HsvFromDoubles(in, out, Within(mid, n));
 }
 
-template <class Lanes, class PlaceAll>
-PAX_INLINE void HsiBytes(Lanes lanes, PlaceAll placeAll, const BytePlanes &in, BytePlanes &out, int n) {
+template <class OuterLanes, class Lanes, class PlaceAll>
+PAX_INLINE void HsiBytes(OuterLanes outerLanes, Lanes lanes, PlaceAll placeAll, const BytePlanes &in,
+                         BytePlanes &out, int n) {
     BytePlanes parts;
-    uint64_t outer, mid;
-    lanes(in, parts, &outer, &mid);
     const HueTables &t = Tables();
-    ForEachPixel(Within(outer, n), [&](int px) {
+    ForEachPixel(Within(outerLanes(in, parts), n), [&](int px) {
         const double l = t.unit[in.c[2][px]], s = t.unit[in.c[1][px]];
         const double m2 = l <= 0.5 ? (s + 1) * l : l + s - l * s;
         const double m1 = l + l - m2;
         parts.c[1][px] = ClampToByte(m2 * 255);
         parts.c[3][px] = ClampToByte(m1 * 255);
     });
+    const uint64_t mid = lanes(in, parts);
     placeAll(parts, out);
     HsiFromDoubles(in, out, Within(mid, n));
 }
@@ -309,7 +309,7 @@ PAX_INLINE void HsiBytes(Lanes lanes, PlaceAll placeAll, const BytePlanes &in, B
     }                                                                                            \
     ATTR void HsvToUnit##SUFFIX(const BytePlanes &in, UnitPlanes &out, int n) { HsvToUnit(in, out, n); } \
     ATTR void HsiToRgb##SUFFIX(const BytePlanes &in, BytePlanes &out, int n) {                   \
-        HsiBytes(LANES::HsiLanes, LANES::PlaceAll, in, out, n);                                                 \
+        HsiBytes(LANES::HsiOuterLanes, LANES::HsiLanes, LANES::PlaceAll, in, out, n);                                                 \
     }                                                                                            \
     ATTR void HsiToUnit##SUFFIX(const BytePlanes &in, UnitPlanes &out, int n) { HsiToUnit(in, out, n); }
 

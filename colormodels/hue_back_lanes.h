@@ -102,42 +102,64 @@ PAX_LANES_ATTR uint64_t HsvLanes(const BytePlanes &in, BytePlanes &parts) {
     return fromDoubles;
 }
 
-// The parts of HSI bytes of kRunBlock pixels (sector, m2, the ramp, m1), with
-// a bit per pixel whose largest and smallest bytes (m2 and m1), or whose
-// middle byte (the ramp), must come from the doubles instead.
-PAX_LANES_ATTR void HsiLanes(const BytePlanes &in, BytePlanes &parts, uint64_t *outerFromDoubles,
-                             uint64_t *midFromDoubles) {
-    *outerFromDoubles = *midFromDoubles = 0;
+// c = S min(I, 255 - I) of HSI lanes, and c1 = floor(c / 255).
+PAX_LANES_ATTR PAX_INLINE V HsiC(V s, V i, V *c1) {
+    const V c = Mul(s, Min(i, Sub(Set(255), i)));
+    *c1 = Div255(c);
+    return c;
+}
+
+// The largest and smallest bytes of HSI bytes of kRunBlock pixels (m2, m1)
+// into parts.c[1] and parts.c[3], with a bit per pixel whose m2 and m1 must
+// come from the doubles instead.
+PAX_LANES_ATTR uint64_t HsiOuterLanes(const BytePlanes &in, BytePlanes &parts) {
+    uint64_t fromDoubles = 0;
+    for (int at = 0; at < kRunBlock; at += kBytes) {
+        const V sb = Load(in.c[1] + at), ib = Load(in.c[2] + at);
+        V hi[2], lo[2], flag[2];
+        for (int half = 0; half < 2; ++half) {
+            const V s = Widen(sb, half), i = Widen(ib, half);
+            V c1;
+            const V c0Zero = Eq(Mul(c1, Set(255)), HsiC(s, i, &c1));
+            hi[half] = Add(i, c1);                               // I + c / 255
+            lo[half] = Sub(Sub(Sub(i, Set(1)), c1), c0Zero);     // I - ceil(c / 255)
+            // Whole numbers but those of S = 0 or I = 0, and m2 = 2l, m1 = 0
+            // of S = 255 with I <= 127.
+            const V plain = Or(Eq(s, Zero()), Eq(i, Zero()));
+            const V doubled = AndNot(Gt(i, Set(127)), Eq(s, Set(255)));
+            flag[half] = AndNot(Or(plain, doubled), c0Zero);
+        }
+        Store(parts.c[1] + at, Narrow(hi[0], hi[1]));
+        Store(parts.c[3] + at, Narrow(lo[0], lo[1]));
+        fromDoubles |= static_cast<uint64_t>(Bits(flag[0], flag[1])) << at;
+    }
+    return fromDoubles;
+}
+
+// The sector and middle byte of HSI bytes of kRunBlock pixels (the ramp)
+// into parts.c[0] and parts.c[2], with a bit per pixel whose middle byte
+// must come from the doubles instead.
+PAX_LANES_ATTR uint64_t HsiLanes(const BytePlanes &in, BytePlanes &parts) {
+    uint64_t fromDoubles = 0;
     for (int at = 0; at < kRunBlock; at += kBytes) {
         const V hb = Load(in.c[0] + at), sb = Load(in.c[1] + at), ib = Load(in.c[2] + at);
-        V sector[2], hi[2], mid[2], lo[2], outerFlag[2], midFlag[2];
+        V sector[2], mid[2], flag[2];
         for (int half = 0; half < 2; ++half) {
             const V h = Widen(hb, half), s = Widen(sb, half), i = Widen(ib, half);
-            V d, exact;
+            V d, c1, exact;
             sector[half] = SectorOf(h, &d);
-            const V c = Mul(s, Min(i, Sub(Set(255), i)));
-            const V c1 = Div255(c), c0 = Sub(c, Mul(c1, Set(255)));
-            const V iLess1 = Sub(i, Set(1));
-            const V c0Zero = Eq(c0, Zero());
-            hi[half] = Add(i, c1);                    // I + c / 255
-            lo[half] = Sub(Sub(iLess1, c1), c0Zero); // I - ceil(c / 255)
+            const V c = HsiC(s, i, &c1);
             // w = 255 - 2g with g = f rising (even sectors), 255 - f falling:
             // 2|d| - 255 in both.
             const V w = Sub(Add(d, d), Set(255));
-            const V k = Ratio(c, c1, c0, Abs(w), &exact);
-            mid[half] = Select(Gt(w, Zero()), Sub(Sub(iLess1, k), exact), Add(i, k));
-            // Every whole number but those of S = 0 or I = 0, and m2 = 2l, m1
-            // = 0 of S = 255 with I <= 127.
-            const V plain = Or(Eq(s, Zero()), Eq(i, Zero()));
-            const V doubled = AndNot(Gt(i, Set(127)), Eq(s, Set(255)));
-            outerFlag[half] = AndNot(Or(plain, doubled), c0Zero);
-            midFlag[half] = AndNot(plain, exact);
+            const V k = Ratio(c, c1, Sub(c, Mul(c1, Set(255))), Abs(w), &exact);
+            mid[half] = Select(Gt(w, Zero()), Sub(Sub(Sub(i, Set(1)), k), exact), Add(i, k));
+            // Whole numbers but those of S = 0 or I = 0.
+            flag[half] = AndNot(Or(Eq(s, Zero()), Eq(i, Zero())), exact);
         }
         Store(parts.c[0] + at, Narrow(sector[0], sector[1]));
-        Store(parts.c[1] + at, Narrow(hi[0], hi[1]));
         Store(parts.c[2] + at, Narrow(mid[0], mid[1]));
-        Store(parts.c[3] + at, Narrow(lo[0], lo[1]));
-        *outerFromDoubles |= static_cast<uint64_t>(Bits(outerFlag[0], outerFlag[1])) << at;
-        *midFromDoubles |= static_cast<uint64_t>(Bits(midFlag[0], midFlag[1])) << at;
+        fromDoubles |= static_cast<uint64_t>(Bits(flag[0], flag[1])) << at;
     }
+    return fromDoubles;
 }
