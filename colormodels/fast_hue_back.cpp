@@ -271,10 +271,11 @@ void HsiFromDoubles(const BytePlanes &in, BytePlanes &out, uint64_t pixels) {
     }
 }
 
-// The lanes, then the bytes they leave to the doubles: p from its table, m2
-// and m1 from theirs, and whole pixels where the middle byte is flagged.
-// p first, and the bytes of p from the table, then the rest (the work
-// between keeps the byte stores away from the loads that place them).
+// The byte kernels: the smallest byte (HSV) or the largest and smallest (HSI)
+// in lanes, those the lanes flag from the doubles (p from its table), then
+// the sector and middle byte in lanes (the work between keeps the single byte
+// stores away from the wide loads that place them), the channels placed, and
+// last every byte of the pixels whose middle byte the lanes flag.
 template <class LowLanes, class Lanes, class PlaceAll>
 PAX_INLINE void HsvBytes(LowLanes lowLanes, Lanes lanes, PlaceAll placeAll, const BytePlanes &in, BytePlanes &out,
                          int n) {
@@ -303,14 +304,14 @@ PAX_INLINE void HsiBytes(OuterLanes outerLanes, Lanes lanes, PlaceAll placeAll, 
     HsiFromDoubles(in, out, Within(mid, n));
 }
 
-#define PAX_HUE_BACK(ATTR, SUFFIX, LANES)                                                          \
-    ATTR void HsvToRgb##SUFFIX(const BytePlanes &in, BytePlanes &out, int n) {                   \
-        HsvBytes(LANES::HsvLowLanes, LANES::HsvLanes, LANES::PlaceAll, in, out, n);                                                 \
-    }                                                                                            \
+#define PAX_HUE_BACK(ATTR, SUFFIX, LANES)                                                               \
+    ATTR void HsvToRgb##SUFFIX(const BytePlanes &in, BytePlanes &out, int n) {                        \
+        HsvBytes(LANES::HsvLowLanes, LANES::HsvLanes, LANES::PlaceAll, in, out, n);                   \
+    }                                                                                                 \
     ATTR void HsvToUnit##SUFFIX(const BytePlanes &in, UnitPlanes &out, int n) { HsvToUnit(in, out, n); } \
-    ATTR void HsiToRgb##SUFFIX(const BytePlanes &in, BytePlanes &out, int n) {                   \
-        HsiBytes(LANES::HsiOuterLanes, LANES::HsiLanes, LANES::PlaceAll, in, out, n);                                                 \
-    }                                                                                            \
+    ATTR void HsiToRgb##SUFFIX(const BytePlanes &in, BytePlanes &out, int n) {                        \
+        HsiBytes(LANES::HsiOuterLanes, LANES::HsiLanes, LANES::PlaceAll, in, out, n);                 \
+    }                                                                                                 \
     ATTR void HsiToUnit##SUFFIX(const BytePlanes &in, UnitPlanes &out, int n) { HsiToUnit(in, out, n); }
 
 PAX_HUE_BACK(, Sse2, sse2)
