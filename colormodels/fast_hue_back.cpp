@@ -54,7 +54,8 @@ struct HueTables {
     // HSV: sector 0..5 of a hue byte, f and 1 - f.
     int sector[256];
     double f[256], oneMinusF[256];
-    BYTE p[256 * 256]; // p of S << 8 | V
+    double midFactor[256]; // q = (1 - f s) v in odd sectors, t = (1 - (1 - f) s) v in even ones
+    BYTE p[256 * 256];     // p of S << 8 | V
     // HSI: per hue byte and channel (R, G, B), where the channel lies on the
     // ramp (from hsi_back.h): 0 rising or falling with argument arg, 1 at m2,
     // 2 at m1.
@@ -70,6 +71,7 @@ struct HueTables {
             sector[v] = static_cast<int>(h);
             f[v] = h - sector[v];
             oneMinusF[v] = 1 - f[v];
+            midFactor[v] = sector[v] % 2 ? f[v] : oneMinusF[v];
             for (int s = 0; s < 256; ++s) p[s << 8 | v] = ClampToByte((1 - s / 255.0) * unit[v] * 255);
             for (int k = 0; k < 3; ++k) {
                 const HsiBackTables::Region region = back.region[v][k];
@@ -249,42 +251,23 @@ PAX_INLINE void ForEachPixel(uint64_t pixels, Rewrite rewrite) {
     for (; pixels; pixels &= pixels - 1) rewrite(__builtin_ctzll(pixels));
 }
 
-// Every byte of the pixels, from the doubles.
-void HsvFromDoubles(const BytePlanes &in, BytePlanes &out, uint64_t pixels) {
-    const HueTables &t = Tables();
-    for (; pixels; pixels &= pixels - 1) {
-        const int px = __builtin_ctzll(pixels), h = in.c[0][px];
-        const double s = t.unit[in.c[1][px]], v = t.unit[in.c[2][px]];
-        const BYTE vals[4] = {in.c[2][px], ClampToByte((1 - s) * v * 255), ClampToByte((1 - t.f[h] * s) * v * 255),
-                              ClampToByte((1 - t.oneMinusF[h] * s) * v * 255)};
-        for (int k = 0; k < 3; ++k) out.c[k][px] = vals[kHsvPick[t.sector[h]][k]];
-    }
-}
-
-void HsiFromDoubles(const BytePlanes &in, BytePlanes &out, uint64_t pixels) {
-    const HsiBackTables &back = HsiBackTablesOnce();
-    for (; pixels; pixels &= pixels - 1) {
-        const int px = __builtin_ctzll(pixels);
-        BYTE rgb[3];
-        back.Convert(in.c[0][px], in.c[1][px], in.c[2][px], rgb);
-        for (int k = 0; k < 3; ++k) out.c[k][px] = rgb[k];
-    }
-}
-
 // The byte kernels: the smallest byte (HSV) or the largest and smallest (HSI)
 // in lanes, those the lanes flag from the doubles (p from its table), then
 // the sector and middle byte in lanes (the work between keeps the single byte
-// stores away from the wide loads that place them), the channels placed, and
-// last every byte of the pixels whose middle byte the lanes flag.
+// stores away from the wide loads that place them) and the flagged middle
+// bytes from the doubles, then the channels placed.
 template <class LowLanes, class Lanes, class PlaceAll>
 PAX_INLINE void HsvBytes(LowLanes lowLanes, Lanes lanes, PlaceAll placeAll, const BytePlanes &in, BytePlanes &out,
                          int n) {
     BytePlanes parts;
     const HueTables &t = Tables();
     ForEachPixel(Within(lowLanes(in, parts), n), [&](int px) { parts.c[3][px] = t.p[in.c[1][px] << 8 | in.c[2][px]]; });
-    const uint64_t mid = lanes(in, parts);
+    for (uint64_t mid = Within(lanes(in, parts), n); mid; mid &= mid - 1) {
+        const int px = __builtin_ctzll(mid);
+        const double s = t.unit[in.c[1][px]], v = t.unit[in.c[2][px]];
+        parts.c[2][px] = ClampToByte((1 - t.midFactor[in.c[0][px]] * s) * v * 255);
+    }
     placeAll(parts, out);
-    HsvFromDoubles(in, out, Within(mid, n));
 }
 
 template <class OuterLanes, class Lanes, class PlaceAll>
@@ -299,9 +282,15 @@ PAX_INLINE void HsiBytes(OuterLanes outerLanes, Lanes lanes, PlaceAll placeAll, 
         parts.c[1][px] = ClampToByte(m2 * 255);
         parts.c[3][px] = ClampToByte(m1 * 255);
     });
-    const uint64_t mid = lanes(in, parts);
+    const HsiBackTables &back = HsiBackTablesOnce();
+    for (uint64_t mid = Within(lanes(in, parts), n); mid; mid &= mid - 1) {
+        const int px = __builtin_ctzll(mid);
+        const double l = t.unit[in.c[2][px]], s = t.unit[in.c[1][px]];
+        const double m2 = l <= 0.5 ? (s + 1) * l : l + s - l * s;
+        const double m1 = l + l - m2;
+        parts.c[2][px] = ClampToByte(((m2 - m1) * back.hueRamp[in.c[0][px]] / 60 + m1) * 255);
+    }
     placeAll(parts, out);
-    HsiFromDoubles(in, out, Within(mid, n));
 }
 
 #define PAX_HUE_BACK(ATTR, SUFFIX, LANES)                                                               \
