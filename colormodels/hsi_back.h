@@ -1,5 +1,5 @@
-// HSItoRGB from tables per hue byte, for the plane kernels (fast_hue.cpp) and
-// the hue adjustments (adjust/hue_fast.cpp).
+// HSItoRGB from tables per hue byte, for the plane kernels (fast_hue_back.cpp)
+// and the hue adjustments (adjust/hue_fast.cpp).
 //
 // Everything HSItoRGB does with the hue byte alone is done once per byte:
 // h = H x 360 / 255, then for each channel x = h + 120, h or h - 120, the one
