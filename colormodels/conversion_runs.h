@@ -38,6 +38,16 @@ RunFn FindRun(int fromModel, int toModel, RunLayout layout);
 int RunSourceStep(int fromModel, RunLayout layout);
 int RunDestinationStep(int toModel, RunLayout layout);
 
+// Direct runs of the ink models that need no planes (fast_ink.cpp), picked
+// once for the processor: the complement of every byte (RGB and CMY both
+// ways, whatever the byte order), and RGB to CMYK and back in the image
+// layout. The same overlap rule as above.
+struct InkRuns {
+    void (*complement)(const BYTE *src, BYTE *dst, int64_t bytes);
+    RunFn rgbToCmykImage, cmykToRgbImage;
+};
+const InkRuns &DirectInkRuns();
+
 } // namespace pax
 
 #endif

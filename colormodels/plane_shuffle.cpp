@@ -5,6 +5,9 @@
 
 #include "simd_select.h"
 
+#include <cstdint>
+#include <cstring>
+
 #if PAX_HAVE_AVX2_BUILD
 #include <immintrin.h>
 #endif
@@ -37,6 +40,26 @@ void SpreadPlain(const BYTE *src, BYTE *o0, BYTE *o1, BYTE *o2, int from, int n)
     }
 }
 void SpreadScalar(const BYTE *src, BYTE *o0, BYTE *o1, BYTE *o2, int n) { SpreadPlain(src, o0, o1, o2, 0, n); }
+
+// Output k of a 4-byte split: every byte of pixel p gets byte (2, 1, 0, 3)[k]
+// of source pixel p. Plain 32-bit shifts, which the compiler turns into
+// vector shifts.
+PAX_INLINE void Spread4Words(const BYTE *src, BYTE *const out[4], int n) {
+    static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "x86 byte order");
+    constexpr int kShift[4] = {16, 8, 0, 24};
+    for (int k = 0; k < 4; ++k) {
+        BYTE *o = out[k];
+        for (int p = 0; p < n; ++p) {
+            uint32_t w;
+            std::memcpy(&w, src + 4 * p, 4);
+            w = (w >> kShift[k]) & 0xFF;
+            w |= w << 8;
+            w |= w << 16;
+            std::memcpy(o + 4 * p, &w, 4);
+        }
+    }
+}
+void Spread4Scalar(const BYTE *src, BYTE *const out[4], int n) { Spread4Words(src, out, n); }
 
 void SplitScalar(const BYTE *src, BYTE *c0, BYTE *c1, BYTE *c2, int n) { SplitPlain(src, c0, c1, c2, 0, n); }
 void JoinScalar(const BYTE *c0, const BYTE *c1, const BYTE *c2, BYTE *dst, int n) { JoinPlain(c0, c1, c2, dst, 0, n); }
@@ -106,6 +129,8 @@ PAX_AVX2 void JoinShuffled(const BYTE *c0, const BYTE *c1, const BYTE *c2, BYTE 
     JoinPlain(c0, c1, c2, dst, p, n);
 }
 
+PAX_AVX2 void Spread4Avx2(const BYTE *src, BYTE *const out[4], int n) { Spread4Words(src, out, n); }
+
 PAX_AVX2 void SpreadShuffled(const BYTE *src, BYTE *o0, BYTE *o1, BYTE *o2, int n) {
     const Masks &m = ShuffleMasks();
     BYTE *out[3] = {o0, o1, o2};
@@ -130,9 +155,11 @@ struct Picked {
     SplitFn split = SplitScalar;
     JoinFn join = JoinScalar;
     SpreadFn spread = SpreadScalar;
+    Spread4Fn spread4 = Spread4Scalar;
     Picked() {
 #if PAX_HAVE_AVX2_BUILD
         if (ProcessorHasAvx2()) {
+            spread4 = Spread4Avx2;
             spread = SpreadShuffled;
             split = SplitShuffled;
             join = JoinShuffled;
@@ -145,7 +172,7 @@ struct Picked {
 
 const PlaneShuffles &Shuffles() {
     static const Picked picked;
-    static const PlaneShuffles s{picked.split, picked.join, picked.spread};
+    static const PlaneShuffles s{picked.split, picked.join, picked.spread, picked.spread4};
     return s;
 }
 
