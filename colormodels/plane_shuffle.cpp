@@ -1,6 +1,15 @@
 // Taking 3-byte pixels apart into planes and putting them back: byte
 // shuffles of 16 pixels at a time where the processor has them (built with
-// the AVX2 kernels), plain byte moves elsewhere and for the last pixels.
+// the AVX2 kernels), byte interleaves of SSE2 elsewhere, plain byte moves for
+// the last pixels.
+//
+// With SSE2: 16 pixels are 48 bytes, byte 3 p + k holding component k of
+// pixel p; the planes want it at 16 k + p. Interleaving the bytes of the
+// first 24 with those of the last 24 (unpacklo_epi8 of 8-byte halves) sends
+// byte i to 2 i mod 47 (47 stays); four such steps send it to 16 i mod 47,
+// and 16 (3 p + k) = 48 p + 16 k = p + 16 k (mod 47). So four interleaves take
+// the pixels apart. Putting them back is the inverse step four times: the even
+// bytes of the 48, then the odd ones.
 #include "plane_shuffle.h"
 
 #include "simd_select.h"
@@ -8,6 +17,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include <emmintrin.h>
 #if PAX_HAVE_AVX2_BUILD
 #include <immintrin.h>
 #endif
@@ -39,7 +49,6 @@ void SpreadPlain(const BYTE *src, BYTE *o0, BYTE *o1, BYTE *o2, int from, int n)
         o2[3 * p] = o2[3 * p + 1] = o2[3 * p + 2] = c2;
     }
 }
-void SpreadScalar(const BYTE *src, BYTE *o0, BYTE *o1, BYTE *o2, int n) { SpreadPlain(src, o0, o1, o2, 0, n); }
 
 // Output k of a 4-byte split: every byte of pixel p gets byte (2, 1, 0, 3)[k]
 // of source pixel p. Plain 32-bit shifts, which the compiler turns into
@@ -61,8 +70,71 @@ PAX_INLINE void Spread4Words(const BYTE *src, BYTE *const out[4], int n) {
 }
 void Spread4Scalar(const BYTE *src, BYTE *const out[4], int n) { Spread4Words(src, out, n); }
 
-void SplitScalar(const BYTE *src, BYTE *c0, BYTE *c1, BYTE *c2, int n) { SplitPlain(src, c0, c1, c2, 0, n); }
-void JoinScalar(const BYTE *c0, const BYTE *c1, const BYTE *c2, BYTE *dst, int n) { JoinPlain(c0, c1, c2, dst, 0, n); }
+// One interleaving step: byte i of the 48 goes to 2 i mod 47.
+PAX_INLINE void Interleave(__m128i v[3]) {
+    const __m128i a = _mm_unpacklo_epi8(v[0], _mm_unpackhi_epi64(v[1], v[1]));
+    const __m128i b = _mm_unpacklo_epi8(_mm_unpackhi_epi64(v[0], v[0]), v[2]);
+    const __m128i c = _mm_unpacklo_epi8(v[1], _mm_unpackhi_epi64(v[2], v[2]));
+    v[0] = a;
+    v[1] = b;
+    v[2] = c;
+}
+// Its inverse: the 24 even bytes of the 48, then the 24 odd ones.
+PAX_INLINE void Deinterleave(__m128i v[3]) {
+    const __m128i low = _mm_set1_epi16(0xFF);
+    const __m128i even01 = _mm_packus_epi16(_mm_and_si128(v[0], low), _mm_and_si128(v[1], low));
+    const __m128i odd01 = _mm_packus_epi16(_mm_srli_epi16(v[0], 8), _mm_srli_epi16(v[1], 8));
+    const __m128i even2 = _mm_and_si128(v[2], low), odd2 = _mm_srli_epi16(v[2], 8);
+    v[0] = even01;
+    v[1] = _mm_unpacklo_epi64(_mm_packus_epi16(even2, even2), odd01);
+    v[2] = _mm_unpackhi_epi64(odd01, _mm_packus_epi16(odd2, odd2));
+}
+PAX_INLINE void Load48(const BYTE *src, __m128i v[3]) {
+    for (int j = 0; j < 3; ++j) v[j] = _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + 16 * j));
+}
+PAX_INLINE void Store48(const __m128i v[3], BYTE *dst) {
+    for (int j = 0; j < 3; ++j) _mm_storeu_si128(reinterpret_cast<__m128i *>(dst + 16 * j), v[j]);
+}
+// Planes (16 bytes each) to 48 bytes of pixels.
+PAX_INLINE void JoinPlanes(__m128i c0, __m128i c1, __m128i c2, BYTE *dst) {
+    __m128i v[3] = {c0, c1, c2};
+    for (int step = 0; step < 4; ++step) Deinterleave(v);
+    Store48(v, dst);
+}
+
+void SplitSse2(const BYTE *src, BYTE *c0, BYTE *c1, BYTE *c2, int n) {
+    BYTE *out[3] = {c0, c1, c2};
+    int p = 0;
+    for (; p + 16 <= n; p += 16) {
+        __m128i v[3];
+        Load48(src + 3 * p, v);
+        for (int step = 0; step < 4; ++step) Interleave(v);
+        for (int k = 0; k < 3; ++k) _mm_storeu_si128(reinterpret_cast<__m128i *>(out[k] + p), v[k]);
+    }
+    SplitPlain(src, c0, c1, c2, p, n);
+}
+
+void JoinSse2(const BYTE *c0, const BYTE *c1, const BYTE *c2, BYTE *dst, int n) {
+    int p = 0;
+    for (; p + 16 <= n; p += 16)
+        JoinPlanes(_mm_loadu_si128(reinterpret_cast<const __m128i *>(c0 + p)),
+                   _mm_loadu_si128(reinterpret_cast<const __m128i *>(c1 + p)),
+                   _mm_loadu_si128(reinterpret_cast<const __m128i *>(c2 + p)), dst + 3 * p);
+    JoinPlain(c0, c1, c2, dst, p, n);
+}
+
+// Output k gets plane 2 - k put back as the three components of each pixel.
+void SpreadSse2(const BYTE *src, BYTE *o0, BYTE *o1, BYTE *o2, int n) {
+    BYTE *out[3] = {o2, o1, o0};
+    int p = 0;
+    for (; p + 16 <= n; p += 16) {
+        __m128i v[3];
+        Load48(src + 3 * p, v);
+        for (int step = 0; step < 4; ++step) Interleave(v);
+        for (int k = 0; k < 3; ++k) JoinPlanes(v[k], v[k], v[k], out[k] + 3 * p);
+    }
+    SpreadPlain(src, o0, o1, o2, p, n);
+}
 
 #if PAX_HAVE_AVX2_BUILD
 // Shuffle masks over 16 pixels (48 bytes, three vectors): byte 3 p + k of the
@@ -152,9 +224,9 @@ PAX_AVX2 void SpreadShuffled(const BYTE *src, BYTE *o0, BYTE *o1, BYTE *o2, int 
 #endif
 
 struct Picked {
-    SplitFn split = SplitScalar;
-    JoinFn join = JoinScalar;
-    SpreadFn spread = SpreadScalar;
+    SplitFn split = SplitSse2;
+    JoinFn join = JoinSse2;
+    SpreadFn spread = SpreadSse2;
     Spread4Fn spread4 = Spread4Scalar;
     Picked() {
 #if PAX_HAVE_AVX2_BUILD
