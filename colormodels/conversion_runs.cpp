@@ -236,6 +236,12 @@ RunFn FindRun(int fromModel, int toModel, RunLayout layout) {
     return nullptr;
 }
 
+void RgbImageToPlanes(int toModel, const BYTE *src, BytePlanes &out, int n) {
+    BytePlanes in;
+    Load<3, RunLayout::Image, 3>(src, in, n);
+    KernelsOf(toModel).fromRgb(in, out, n);
+}
+
 int RunSourceStep(int fromModel, RunLayout layout) { return SourceStep(fromModel, layout); }
 int RunDestinationStep(int toModel, RunLayout layout) { return DestinationStep(toModel, layout); }
 

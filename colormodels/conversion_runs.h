@@ -10,6 +10,7 @@
 #define PAX_CONVERSION_RUNS_H
 
 #include "paximage.h"
+#include "run_kernels.h"
 
 #include <cstdint>
 
@@ -47,6 +48,11 @@ struct InkRuns {
     RunFn rgbToCmykImage, cmykToRgbImage;
 };
 const InkRuns &DirectInkRuns();
+
+// Up to kRunBlock pixels of 24-bit RGB image rows (B, G, R stored) converted
+// into the model (2..9) and left as planes: plane k holds component k of each
+// pixel (C, M, Y, K for CMYK), the bytes the image-layout run stores reversed.
+void RgbImageToPlanes(int toModel, const BYTE *src, BytePlanes &out, int n);
 
 } // namespace pax
 

@@ -123,6 +123,31 @@ void JoinSse2(const BYTE *c0, const BYTE *c1, const BYTE *c2, BYTE *dst, int n) 
     JoinPlain(c0, c1, c2, dst, p, n);
 }
 
+void TriplePlain(const BYTE *plane, BYTE *dst, int from, int n) {
+    for (int p = from; p < n; ++p) dst[3 * p] = dst[3 * p + 1] = dst[3 * p + 2] = plane[p];
+}
+void TripleSse2(const BYTE *plane, BYTE *dst, int n) {
+    int p = 0;
+    for (; p + 16 <= n; p += 16) {
+        const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i *>(plane + p));
+        JoinPlanes(c, c, c, dst + 3 * p);
+    }
+    TriplePlain(plane, dst, p, n);
+}
+// Each byte four times: bytes doubled, then 16-bit words doubled.
+void Quadruple(const BYTE *plane, BYTE *dst, int n) {
+    int p = 0;
+    for (; p + 16 <= n; p += 16) {
+        const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i *>(plane + p));
+        const __m128i twice[2] = {_mm_unpacklo_epi8(c, c), _mm_unpackhi_epi8(c, c)};
+        for (int h = 0; h < 2; ++h) {
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(dst + 4 * p + 32 * h), _mm_unpacklo_epi16(twice[h], twice[h]));
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(dst + 4 * p + 32 * h + 16), _mm_unpackhi_epi16(twice[h], twice[h]));
+        }
+    }
+    for (; p < n; ++p) dst[4 * p] = dst[4 * p + 1] = dst[4 * p + 2] = dst[4 * p + 3] = plane[p];
+}
+
 // Output k gets plane 2 - k put back as the three components of each pixel.
 void SpreadSse2(const BYTE *src, BYTE *o0, BYTE *o1, BYTE *o2, int n) {
     BYTE *out[3] = {o2, o1, o0};
@@ -142,15 +167,10 @@ void SpreadSse2(const BYTE *src, BYTE *o0, BYTE *o1, BYTE *o2, int n) {
 struct Masks {
     alignas(16) signed char split[3][3][16]; // [plane][vector][pixel]
     alignas(16) signed char join[3][3][16];  // [vector][plane][byte]
-    alignas(16) signed char spread[3][3][3][16]; // [output][output vector][source vector][byte]
+    alignas(16) signed char triple[3][16];   // [output vector][byte]: byte p of a plane thrice
     Masks() {
-        for (int k = 0; k < 3; ++k)
-            for (int v = 0; v < 3; ++v)
-                for (int w = 0; w < 3; ++w)
-                    for (int i = 0; i < 16; ++i) {
-                        const int at = 3 * ((16 * v + i) / 3) + 2 - k;
-                        spread[k][v][w][i] = static_cast<signed char>(at / 16 == w ? at % 16 : -1);
-                    }
+        for (int v = 0; v < 3; ++v)
+            for (int i = 0; i < 16; ++i) triple[v][i] = static_cast<signed char>((16 * v + i) / 3);
         for (int k = 0; k < 3; ++k)
             for (int v = 0; v < 3; ++v)
                 for (int i = 0; i < 16; ++i) {
@@ -203,21 +223,35 @@ PAX_AVX2 void JoinShuffled(const BYTE *c0, const BYTE *c1, const BYTE *c2, BYTE 
 
 PAX_AVX2 void Spread4Avx2(const BYTE *src, BYTE *const out[4], int n) { Spread4Words(src, out, n); }
 
+PAX_AVX2 void TripleShuffled(const BYTE *plane, BYTE *dst, int n) {
+    const Masks &m = ShuffleMasks();
+    int p = 0;
+    for (; p + 16 <= n; p += 16) {
+        const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i *>(plane + p));
+        for (int w = 0; w < 3; ++w)
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(dst + 3 * p + 16 * w),
+                             _mm_shuffle_epi8(c, _mm_load_si128(reinterpret_cast<const __m128i *>(m.triple[w]))));
+    }
+    TriplePlain(plane, dst, p, n);
+}
+
+// Planes by the split's shuffles, then each plane's bytes three times over.
 PAX_AVX2 void SpreadShuffled(const BYTE *src, BYTE *o0, BYTE *o1, BYTE *o2, int n) {
     const Masks &m = ShuffleMasks();
-    BYTE *out[3] = {o0, o1, o2};
+    BYTE *out[3] = {o2, o1, o0}; // output 2 - k gets plane k
     int p = 0;
     for (; p + 16 <= n; p += 16) {
         const __m128i v[3] = {_mm_loadu_si128(reinterpret_cast<const __m128i *>(src + 3 * p)),
                               _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + 3 * p + 16)),
                               _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + 3 * p + 32))};
-        for (int k = 0; k < 3; ++k)
-            for (int w = 0; w < 3; ++w) {
-                __m128i r = _mm_setzero_si128();
-                for (int x = 0; x < 3; ++x)
-                    r = _mm_or_si128(r, _mm_shuffle_epi8(v[x], _mm_load_si128(reinterpret_cast<const __m128i *>(m.spread[k][w][x]))));
-                _mm_storeu_si128(reinterpret_cast<__m128i *>(out[k] + 3 * p + 16 * w), r);
-            }
+        for (int k = 0; k < 3; ++k) {
+            __m128i r = _mm_shuffle_epi8(v[0], _mm_load_si128(reinterpret_cast<const __m128i *>(m.split[k][0])));
+            r = _mm_or_si128(r, _mm_shuffle_epi8(v[1], _mm_load_si128(reinterpret_cast<const __m128i *>(m.split[k][1]))));
+            r = _mm_or_si128(r, _mm_shuffle_epi8(v[2], _mm_load_si128(reinterpret_cast<const __m128i *>(m.split[k][2]))));
+            for (int w = 0; w < 3; ++w)
+                _mm_storeu_si128(reinterpret_cast<__m128i *>(out[k] + 3 * p + 16 * w),
+                                 _mm_shuffle_epi8(r, _mm_load_si128(reinterpret_cast<const __m128i *>(m.triple[w]))));
+        }
     }
     SpreadPlain(src, o0, o1, o2, p, n);
 }
@@ -228,10 +262,12 @@ struct Picked {
     JoinFn join = JoinSse2;
     SpreadFn spread = SpreadSse2;
     Spread4Fn spread4 = Spread4Scalar;
+    RepeatFn triple = TripleSse2;
     Picked() {
 #if PAX_HAVE_AVX2_BUILD
         if (ProcessorHasAvx2()) {
             spread4 = Spread4Avx2;
+            triple = TripleShuffled;
             spread = SpreadShuffled;
             split = SplitShuffled;
             join = JoinShuffled;
@@ -244,7 +280,7 @@ struct Picked {
 
 const PlaneShuffles &Shuffles() {
     static const Picked picked;
-    static const PlaneShuffles s{picked.split, picked.join, picked.spread, picked.spread4};
+    static const PlaneShuffles s{picked.split, picked.join, picked.spread, picked.spread4, picked.triple, Quadruple};
     return s;
 }
 

@@ -23,8 +23,8 @@
 // the same order, so every failure leaves the same code, but writes each
 // pixel byte once: the working image and the outputs are made around their
 // rows only (ConvertDIBColorSpaceFrame, DuplicateDIBAroundRows), and the
-// pixels go from the caller's rows, converted a few hundred at a time, straight
-// into the outputs. The caller's image stays locked from the checks on (the
+// pixels go from the caller's rows, converted a block at a time into planes
+// (the conversion's own kernels), straight into the outputs. The caller's image stays locked from the checks on (the
 // plain path unlocks it there and the conversion locks it again: the same lock
 // calls). The working image's rows are never written nor read; it is made,
 // with its header, colour table and padding, for the outputs to copy those.
@@ -75,32 +75,34 @@ void FillChannels(const DibLayout &in, BYTE *const outPixels[], int n) {
 }
 
 // The fast path's pixels: those of the caller's rows `source` (24 bits, or 32
-// for model RGB) converted into the model and spread into the n outputs,
-// whose rows lie as the working image's `in`.
+// for model RGB) spread into the n outputs, whose rows lie as the working
+// image's `in`; for another model, converted a block at a time into planes,
+// each plane repeated into the bytes of its output's pixels.
 void FillChannelsFrom(const DibLayout &source, int model, const DibLayout &in, BYTE *const outPixels[], int n) {
     if (in.empty()) return;
-    constexpr int kChunk = 256;
-    alignas(32) BYTE converted[kChunk * 4];
-    const RunFn run = model == MODEL_RGB ? nullptr : FindRun(MODEL_RGB, model, RunLayout::Image);
-    const int sourceBytes = source.bits / 8;
     const PlaneShuffles &shuffles = Shuffles();
+    // The plane of output k: component k, but M, Y, K, C of CMYK.
+    static constexpr int kPlaneOf[2][kMaxChannels] = {{0, 1, 2, 3}, {1, 2, 3, 0}};
+    const int *planeOf = kPlaneOf[model == MODEL_CMYK];
+    const RepeatFn repeat = n == 4 ? shuffles.quadruple : shuffles.triple;
+    const int64_t chunk = model == MODEL_RGB ? 1024 : kRunBlock;
+    const int sourceBytes = source.bits / 8;
+    BytePlanes planes;
     for (int64_t row = 0; row < in.height; ++row) {
         const BYTE *from = source.pixels + row * source.stride;
         const int64_t at = row * in.stride;
-        for (int64_t x = 0; x < in.width; x += kChunk) {
-            const int count = static_cast<int>(std::min<int64_t>(kChunk, in.width - x));
-            const BYTE *pixels = from + x * sourceBytes;
-            if (run) {
-                run(pixels, converted, count);
-                pixels = converted;
+        for (int64_t x = 0; x < in.width; x += chunk) {
+            const int count = static_cast<int>(std::min(chunk, in.width - x));
+            BYTE *out[kMaxChannels] = {};
+            for (int k = 0; k < n; ++k) out[k] = outPixels[k] + at + x * n;
+            if (model != MODEL_RGB) {
+                RgbImageToPlanes(model, from + x * sourceBytes, planes, count);
+                for (int k = 0; k < n; ++k) repeat(planes.c[planeOf[k]], out[k], count);
+            } else if (n == 4) {
+                shuffles.spread4(from + x * sourceBytes, out, count);
+            } else {
+                shuffles.spread(from + x * sourceBytes, out[0], out[1], out[2], count);
             }
-            BYTE *const out[kMaxChannels] = {outPixels[0] + at + x * n, outPixels[1] + at + x * n,
-                                             outPixels[2] + at + x * n,
-                                             n == 4 ? outPixels[3] + at + x * n : nullptr};
-            if (n == 4)
-                shuffles.spread4(pixels, out, count);
-            else
-                shuffles.spread(pixels, out[0], out[1], out[2], count);
         }
     }
 }
