@@ -24,10 +24,11 @@
 // pixel byte once: the working image and the outputs are made around their
 // rows only (ConvertDIBColorSpaceFrame, DuplicateDIBAroundRows), and the
 // pixels go from the caller's rows, converted a block at a time into planes
-// (the conversion's own kernels), straight into the outputs. The caller's image stays locked from the checks on (the
-// plain path unlocks it there and the conversion locks it again: the same lock
-// calls). The working image's rows are never written nor read; it is made,
-// with its header, colour table and padding, for the outputs to copy those.
+// (the conversion's own kernels), straight into the outputs. The caller's
+// image stays locked from the checks on (the plain path unlocks it there and
+// the conversion locks it again: the same lock calls). The working image's
+// rows are never written nor read; it is made, with its header, colour table
+// and padding, for the outputs to copy those.
 #include "convert_internal.h"
 
 #include "conversion_runs.h"
@@ -46,22 +47,12 @@ namespace {
 
 constexpr int kMaxChannels = 4;
 
-// Writes every pixel of the n outputs from the working image; each output
-// pixel depends only on the same pixel of the working image, so rows are taken
-// in storage order.
+// The plain path's pixels: every pixel of the n outputs from the working
+// image; each output pixel depends only on the same pixel of the working
+// image, so rows are taken in storage order.
 void FillChannels(const DibLayout &in, BYTE *const outPixels[], int n) {
     const int64_t pixelBytes = n; // 3 at 24 bits, 4 at 32 bits
     if (in.empty()) return;       // no row is walked for no columns
-    if (n == 3 && !UseReferencePaths()) {
-        // A row at a time with byte shuffles.
-        const SpreadFn spread = Shuffles().spread;
-        for (int64_t row = 0; row < in.height; ++row) {
-            const int64_t at = row * in.stride;
-            spread(in.pixels + at, outPixels[0] + at, outPixels[1] + at, outPixels[2] + at,
-                   static_cast<int>(in.width));
-        }
-        return;
-    }
     for (int64_t row = 0; row < in.height; ++row) {
         const int64_t rowStart = row * in.stride;
         for (int64_t x = 0; x < in.width; ++x) {
