@@ -4,9 +4,9 @@
 // that the pair's single-value conversion takes through RGB (conversion_list.h),
 // and put back in the destination layout.
 //
-// RGB and CMY, both ways, in the buffer and 24-bit image layouts are the one
-// exception: the conversion is a complement of every byte and is done on the
-// bytes in place, without planes.
+// RGB and CMY, both ways, in the buffer and 24-bit image layouts, and RGB to
+// CMYK and back in the image layout are the exceptions: they are converted on
+// the interleaved bytes, without planes (fast_ink.cpp).
 #include "conversion_runs.h"
 
 #include "color_math.h"
@@ -160,11 +160,6 @@ void Put(const BytePlanes &planes, BYTE *dst, int n) {
         for (int k = 0; k < N; ++k) dst[L == RunLayout::Buffer ? k : N - 1 - k] = planes.c[k][p];
 }
 
-// The complement of every byte: RGB and CMY both ways.
-void Complement(const BYTE *src, BYTE *dst, int64_t bytes) {
-    for (int64_t i = 0; i < bytes; ++i) dst[i] = static_cast<BYTE>(~src[i]);
-}
-
 enum class Via { FromRgb, ToRgb, Bytes, Doubles };
 
 template <int F, int T, Via V, RunLayout L>
@@ -172,7 +167,15 @@ void Run(const BYTE *src, BYTE *dst, int64_t count) {
     constexpr int inStep = SourceStep(F, L), outStep = DestinationStep(T, L);
     if constexpr (((F == MODEL_RGB && T == MODEL_CMY) || (F == MODEL_CMY && T == MODEL_RGB)) &&
                   L != RunLayout::Image32) {
-        Complement(src, dst, count * 3);
+        DirectInkRuns().complement(src, dst, count * 3);
+        return;
+    }
+    if constexpr (F == MODEL_RGB && T == MODEL_CMYK && L == RunLayout::Image) {
+        DirectInkRuns().rgbToCmykImage(src, dst, count);
+        return;
+    }
+    if constexpr (F == MODEL_CMYK && T == MODEL_RGB && L == RunLayout::Image) {
+        DirectInkRuns().cmykToRgbImage(src, dst, count);
         return;
     }
     const ModelKernels &from = KernelsOf(F), &to = KernelsOf(T);
@@ -231,6 +234,12 @@ RunFn FindRun(int fromModel, int toModel, RunLayout layout) {
     for (const RunEntry &e : kRuns)
         if (e.from == fromModel && e.to == toModel) return e.runs[static_cast<int>(layout)];
     return nullptr;
+}
+
+void RgbImageToPlanes(int toModel, const BYTE *src, BytePlanes &out, int n) {
+    BytePlanes in;
+    Load<3, RunLayout::Image, 3>(src, in, n);
+    KernelsOf(toModel).fromRgb(in, out, n);
 }
 
 int RunSourceStep(int fromModel, RunLayout layout) { return SourceStep(fromModel, layout); }

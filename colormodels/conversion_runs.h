@@ -10,6 +10,7 @@
 #define PAX_CONVERSION_RUNS_H
 
 #include "paximage.h"
+#include "run_kernels.h"
 
 #include <cstdint>
 
@@ -37,6 +38,21 @@ RunFn FindRun(int fromModel, int toModel, RunLayout layout);
 // Bytes a pixel in the layout, on the source and the destination side.
 int RunSourceStep(int fromModel, RunLayout layout);
 int RunDestinationStep(int toModel, RunLayout layout);
+
+// Direct runs of the ink models that need no planes (fast_ink.cpp), picked
+// once for the processor: the complement of every byte (RGB and CMY both
+// ways, whatever the byte order), and RGB to CMYK and back in the image
+// layout. The same overlap rule as above.
+struct InkRuns {
+    void (*complement)(const BYTE *src, BYTE *dst, int64_t bytes);
+    RunFn rgbToCmykImage, cmykToRgbImage;
+};
+const InkRuns &DirectInkRuns();
+
+// Up to kRunBlock pixels of 24-bit RGB image rows (B, G, R stored) converted
+// into the model (2..9) and left as planes: plane k holds component k of each
+// pixel (C, M, Y, K for CMYK), the bytes the image-layout run stores reversed.
+void RgbImageToPlanes(int toModel, const BYTE *src, BytePlanes &out, int n);
 
 } // namespace pax
 

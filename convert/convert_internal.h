@@ -36,6 +36,11 @@ int ConvertCMYKBuffer(WalkKind kind, const BYTE *source, BYTE *destination, int 
 
 HDIB ConvertDIBColorSpaceWith(WalkKind kind, HDIB image, int sourceModel, int destinationModel,
                               int showProgress, HWND owner);
+// ConvertDIBColorSpace without a progress dialog and without its walk: the
+// same checks, blocks, locks and codes, and a result whose biCompression
+// carries the destination's tag but whose pixel bytes (3 or 4 a pixel, as the
+// result's depth says) are left unwritten, for a caller that writes them all.
+HDIB ConvertDIBColorSpaceFrame(HDIB image, int sourceModel, int destinationModel);
 HDIB ConvertCMYKImage(WalkKind kind, HDIB image, int destinationModel, int showProgress,
                       HWND owner);
 

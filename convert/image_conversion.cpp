@@ -22,6 +22,14 @@
 // - A copy that could not be filled (DuplicateDIB hands back a zero-filled
 //   block when a lock fails) is not passed off as a result: null with
 //   CCE_NOMEMORY.
+//
+// The fast paths write every pixel byte of the result's rows, so they make
+// the result around the rows only (DuplicateDIBAroundRows,
+// CreateDIBLikeAroundRows: the same allocation and locks as the plain
+// helpers, without zero-filling or copying the pixels first). A 32-bit image
+// of a 3-component model keeps the copy's fourth bytes and is copied whole.
+// A cancelled conversion frees its result, so rows left half written are
+// never seen.
 #include "convert_internal.h"
 
 #include "conversion_runs.h"
@@ -51,6 +59,13 @@ void SetTag(const BlockLock &lock, int model) {
     reinterpret_cast<BITMAPINFOHEADER *>(lock.data())->biCompression = ModelTag(model);
 }
 
+// How the pixels of a result are written: by the walk, or by the caller of
+// ConvertDIBColorSpaceFrame.
+enum class ResultRows { Walked, LeftToCaller };
+
+HDIB ConvertImage(WalkKind kind, HDIB image, int sourceModel, int destinationModel, int showProgress,
+                  HWND owner, ResultRows rows);
+
 } // namespace
 
 // From a 32-bit CMYK image: a new 24-bit image (CreateDIB24Like), every pixel
@@ -62,7 +77,8 @@ HDIB ConvertCMYKImage(WalkKind kind, HDIB image, int destinationModel, int showP
     state->cancelled = 0;
     const ToThree toThree = FindConversion(MODEL_CMYK, destinationModel).toThree;
     if (!toThree) return Fail(state, CCE_BADMODEL);
-    OwnedBlock result(CreateDIB24Like(image));
+    const bool reference = UseReferencePaths();
+    OwnedBlock result(reference ? CreateDIB24Like(image) : CreateDIBLikeAroundRows(image, 24));
     if (!result) return nullptr;
     BlockLock source(image);
     if (!source) return nullptr;
@@ -83,7 +99,7 @@ HDIB ConvertCMYKImage(WalkKind kind, HDIB image, int destinationModel, int showP
     const BYTE *s = in.pixels;
     BYTE *d = out.pixels;
     const int64_t outStride = out.stride;
-    const RunFn run = UseReferencePaths() ? nullptr : FindRun(MODEL_CMYK, destinationModel, RunLayout::Image);
+    const RunFn run = reference ? nullptr : FindRun(MODEL_CMYK, destinationModel, RunLayout::Image);
     auto convert = [&](int64_t i, int64_t row, int64_t column, int64_t n) {
         if (run) return run(s + i, d + column * 3 + row * outStride, n);
         for (; n > 0; --n, i += 4, ++column) {
@@ -108,6 +124,18 @@ HDIB ConvertCMYKImage(WalkKind kind, HDIB image, int destinationModel, int showP
 
 HDIB ConvertDIBColorSpaceWith(WalkKind kind, HDIB image, int sourceModel, int destinationModel,
                               int showProgress, HWND owner) {
+    return ConvertImage(kind, image, sourceModel, destinationModel, showProgress, owner, ResultRows::Walked);
+}
+
+HDIB ConvertDIBColorSpaceFrame(HDIB image, int sourceModel, int destinationModel) {
+    return ConvertImage(WalkKind::Rows, image, sourceModel, destinationModel, 0, nullptr,
+                        ResultRows::LeftToCaller);
+}
+
+namespace {
+
+HDIB ConvertImage(WalkKind kind, HDIB image, int sourceModel, int destinationModel, int showProgress,
+                  HWND owner, ResultRows rows) {
     ThreadState *state = GetThreadState();
     state->convertError = CCE_NONE;
     state->cancelled = 0;
@@ -131,16 +159,33 @@ HDIB ConvertDIBColorSpaceWith(WalkKind kind, HDIB image, int sourceModel, int de
     const Conversion conversion = FindConversion(sourceModel, destinationModel);
     if (!conversion.toThree && !conversion.toCmyk) return Fail(state, CCE_BADMODEL);
     const bool intoCmyk = destinationModel == MODEL_CMYK;
-    OwnedBlock result(intoCmyk ? CreateDIB32Like(image) : DuplicateDIB(image));
+    const bool reference = UseReferencePaths() && rows == ResultRows::Walked;
+    // Whether every byte of the pixels of each row is written (not so for the
+    // fourth byte of a 32-bit pixel that the walk keeps).
+    const bool aroundRows = !reference && (intoCmyk || bits == 24 || rows == ResultRows::LeftToCaller);
+    bool filled = true;
+    RowFrame frame;
+    frame.pixelsOffset = in.pixels - source.data();
+    frame.stride = in.stride;
+    frame.rows = in.height;
+    frame.rowBytes = in.width * (bits / 8);
+    OwnedBlock result(intoCmyk     ? (aroundRows ? CreateDIBLikeAroundRows(image, 32) : CreateDIB32Like(image))
+                      : aroundRows ? DuplicateDIBAroundRows(image, frame, &filled)
+                                   : DuplicateDIB(image));
     if (!result) return Fail(state, intoCmyk ? CCE_NOCMYKIMAGE : CCE_NOMEMORY);
     BlockLock target(result.get());
     if (!target) return nullptr; // no code
-    if (!intoCmyk && (target.size() != source.size() ||
+    if (!intoCmyk && (!filled || target.size() != source.size() ||
                       std::memcmp(target.data(), source.data(), kDibHeaderSize) != 0))
         return Fail(state, CCE_NOMEMORY); // the copy was left zero-filled
     const DibLayout out = LocateConvertedImage(target);
     if (!out.ok() || out.width != in.width || out.height != in.height)
         return Fail(state, intoCmyk ? CCE_NOCMYKIMAGE : CCE_NOMEMORY);
+    if (rows == ResultRows::LeftToCaller) {
+        SetTag(target, destinationModel);
+        target.Unlock();
+        return result.Release();
+    }
 
     const bool progress = showProgress != 0;
     ProgressGuard dialog;
@@ -149,7 +194,7 @@ HDIB ConvertDIBColorSpaceWith(WalkKind kind, HDIB image, int sourceModel, int de
     const BYTE *s = in.pixels;
     BYTE *d = out.pixels;
     const WalkGeometry geometry = ImageGeometry(in, bits / 8);
-    const RunFn run = UseReferencePaths() ? nullptr
+    const RunFn run = reference ? nullptr
                       : FindRun(sourceModel, destinationModel, bits == 32 ? RunLayout::Image32 : RunLayout::Image);
     if (intoCmyk) {
         // 4 bytes K, Y, M, C at (column + row x width) x 4 of the 32-bit result.
@@ -194,6 +239,8 @@ HDIB ConvertDIBColorSpaceWith(WalkKind kind, HDIB image, int sourceModel, int de
     target.Unlock();
     return result.Release();
 }
+
+} // namespace
 
 } // namespace pax
 

@@ -1,6 +1,8 @@
 // Packed-DIB helpers shared by every image operation.
 #include "dib.h"
 
+#include "result_frame.h"
+
 #include <cstring>
 
 HGLOBAL DuplicateDIB(HGLOBAL block) {
@@ -14,9 +16,27 @@ HGLOBAL DuplicateDIB(HGLOBAL block) {
     return copy;
 }
 
+HGLOBAL DuplicateDIBAroundRows(HGLOBAL block, const RowFrame &pixels, bool *filled) {
+    *filled = false;
+    if (!block) return nullptr;
+    SIZE_T size = GlobalSize(block);
+    HGLOBAL copy = GlobalAlloc(GMEM_MOVEABLE, size);
+    if (!copy) return nullptr;
+    BlockLock from(block);
+    BlockLock to(copy);
+    if (from && to) {
+        FillAroundRows(to.data(), from.data(), static_cast<int64_t>(size), pixels.pixelsOffset,
+                       pixels.stride, pixels.rows, pixels.rowBytes);
+        *filled = true;
+    }
+    return copy;
+}
+
 namespace {
 
-HDIB CreateDIBLike(HDIB source, int bits) {
+// wholePixels: the caller writes every pixel, so the block is neither
+// zero-filled nor are its pixels written here.
+HDIB CreateDIBLike(HDIB source, int bits, bool wholePixels) {
     BlockLock src(source);
     if (!src) return nullptr;
     // Only the dimensions matter here: the source's own rows are not read.
@@ -27,10 +47,14 @@ HDIB CreateDIBLike(HDIB source, int bits) {
     if (!CheckedImageSize(RowBytes(static_cast<uint64_t>(in.width), static_cast<uint64_t>(bits)),
                           static_cast<uint64_t>(in.height), 0xFFFFFFFFull - kDibHeaderSize, &size))
         return nullptr; // biSizeImage is 32 bits
-    OwnedBlock result(GlobalAlloc(GHND, static_cast<SIZE_T>(kDibHeaderSize + size)));
+    OwnedBlock result(GlobalAlloc(wholePixels ? GMEM_MOVEABLE : GHND, static_cast<SIZE_T>(kDibHeaderSize + size)));
     if (!result) return nullptr;
     BlockLock dst(result.get());
     if (!dst) return nullptr;
+    if (wholePixels) // zeros around the rows: the header below, the row padding
+        FillAroundRows(dst.data(), nullptr, static_cast<int64_t>(kDibHeaderSize + size), kDibHeaderSize,
+                       static_cast<int64_t>(RowBytes(static_cast<uint64_t>(in.width), static_cast<uint64_t>(bits))),
+                       in.height, in.width * (bits / 8));
     std::memcpy(dst.data(), header, kDibHeaderSize);
     auto *out = reinterpret_cast<BITMAPINFOHEADER *>(dst.data());
     out->biBitCount = static_cast<WORD>(bits);
@@ -44,8 +68,9 @@ HDIB CreateDIBLike(HDIB source, int bits) {
 
 } // namespace
 
-HDIB CreateDIB32Like(HDIB source) { return CreateDIBLike(source, 32); }
-HDIB CreateDIB24Like(HDIB source) { return CreateDIBLike(source, 24); }
+HDIB CreateDIB32Like(HDIB source) { return CreateDIBLike(source, 32, false); }
+HDIB CreateDIB24Like(HDIB source) { return CreateDIBLike(source, 24, false); }
+HDIB CreateDIBLikeAroundRows(HDIB source, int bits) { return CreateDIBLike(source, bits, true); }
 
 long GetDIBModelTag(HDIB image) {
     if (!image) return -1;

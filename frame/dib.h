@@ -26,6 +26,23 @@ HGLOBAL DuplicateDIB(HGLOBAL block);
 HDIB CreateDIB32Like(HDIB source);
 HDIB CreateDIB24Like(HDIB source);
 
+// Where the pixels of a block lie for the two helpers below: `rows` rows of
+// rowBytes bytes, the first at pixelsOffset, stride bytes apart.
+struct RowFrame {
+    int64_t pixelsOffset = 0, stride = 0, rows = 0, rowBytes = 0;
+};
+
+// For a caller that writes every pixel byte itself: the same blocks as
+// DuplicateDIB and CreateDIB32Like / CreateDIB24Like, made by the same
+// allocation and the same locks in the same order, but only the bytes around
+// the pixels are written (copied from the source, or zero: header, colour
+// table, row padding, anything after the rows) and the pixels are left
+// unwritten. Once the caller has written them the block equals the plain
+// helper's. DuplicateDIBAroundRows sets *filled to false when a lock failed
+// (DuplicateDIB would then hand back zeros); the block is not to be used.
+HGLOBAL DuplicateDIBAroundRows(HGLOBAL block, const RowFrame &pixels, bool *filled);
+HDIB CreateDIBLikeAroundRows(HDIB source, int bits);
+
 // biCompression of the image, or -1 when the handle is null or cannot be locked.
 long GetDIBModelTag(HDIB image);
 

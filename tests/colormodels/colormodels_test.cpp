@@ -200,8 +200,12 @@ Sweep SweepConversion(const pax::ConversionEntry &e) {
     const int n = pax::SourceBytes(e.fromModel), m = e.toModel == MODEL_CMYK ? 4 : 3;
     const pax::RunFn run = pax::FindRun(e.fromModel, e.toModel, pax::RunLayout::Buffer);
     const bool hue = e.fromModel == MODEL_HSV || e.fromModel == MODEL_HSI;
-    constexpr uint32_t kChunk = 4096;
-    std::vector<BYTE> src(kChunk * 4), dst(kChunk * 4);
+    // The ink models to and from RGB have runs of their own in the image
+    // layout (each pixel stored reversed): swept too, a few pixels apart.
+    const int other = e.fromModel == MODEL_RGB ? e.toModel : e.toModel == MODEL_RGB ? e.fromModel : 0;
+    const pax::RunFn imageRun = other == MODEL_CMY || other == MODEL_CMYK ? pax::FindRun(e.fromModel, e.toModel, pax::RunLayout::Image) : nullptr;
+    constexpr uint32_t kChunk = 4096, kApart = 7;
+    std::vector<BYTE> src(kChunk * 4), dst(kChunk * 4), image(kChunk * 4), imageOut(kChunk * 4);
     Digest single, runs;
     uint64_t broken = 0;
     BYTE atHueZero[4] = {};
@@ -217,6 +221,10 @@ Sweep SweepConversion(const pax::ConversionEntry &e) {
                 if (pass == 1) v[3] = BYTE((chunk + j) * 2654435761u >> 24); // any K
             }
             run(src.data(), dst.data(), kChunk);
+            for (uint32_t j = 0; imageRun && j < kChunk * n; ++j) image[j] = src[j + n - 1 - 2 * (j % n)];
+            if (imageRun) imageRun(image.data(), imageOut.data(), kChunk - kApart);
+            if (imageRun) imageRun(&image[(kChunk - kApart) * n], &imageOut[(kChunk - kApart) * m], kApart);
+            for (uint32_t j = 0; imageRun && j < kChunk * m; ++j) broken += imageOut[j + m - 1 - 2 * (j % m)] != dst[j];
             if (pass == 0) runs.Bytes(dst.data(), size_t{kChunk} * m);
             for (uint32_t j = 0; (kSingleValues || pass == 1) && j < kChunk; ++j) {
                 const uint32_t i = chunk + j;

@@ -5,8 +5,8 @@
 // zero-filled nor its pixels copied first: only the bytes around the pixels
 // (header, colour table, row padding, anything after the rows) are filled,
 // which leaves the same block once the rows are written.
-#ifndef PAX_ADJUST_RESULT_FRAME_H
-#define PAX_ADJUST_RESULT_FRAME_H
+#ifndef PAX_FRAME_RESULT_FRAME_H
+#define PAX_FRAME_RESULT_FRAME_H
 
 #include "paximage.h"
 
