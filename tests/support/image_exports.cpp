@@ -16,10 +16,15 @@ using P = ProgressShape;
 HDIB Convert(HDIB im, const Args &g, Outcome &) {
     return ConvertDIBColorSpace(im, g.a[0], g.a[1], g.mode, g.owner);
 }
+// a[1] nonzero: no array. A failed split leaves the array as it was, or
+// (once it has begun to make the outputs) its first three entries null.
 HDIB Split(HDIB im, const Args &g, Outcome &o) {
-    HGLOBAL channels[4] = {};
-    o.value = SplitColorChannels(im, channels, static_cast<BYTE>(g.a[0]));
+    HGLOBAL const unwritten = reinterpret_cast<HGLOBAL>(0x1234);
+    HGLOBAL channels[4] = {unwritten, unwritten, unwritten, unwritten};
+    o.value = SplitColorChannels(im, g.a[1] ? nullptr : channels, static_cast<BYTE>(g.a[0]));
     for (long k = 0; k < o.value && k < 4; ++k) o.results.push_back(channels[k]);
+    if (!o.value && channels[0] != unwritten)
+        o.arrayCleared = !channels[0] && !channels[1] && !channels[2] ? 1 : -1;
     return nullptr;
 }
 HDIB HueSaturation(HDIB im, const Args &g, Outcome &) {

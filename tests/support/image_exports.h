@@ -24,7 +24,8 @@ enum class ProgressShape { None, Bytes1500, Columns5, Columns5Rounded, Rows5 };
 // How a mode 0..3 (bit 0 progress, bit 1 parameter dialog) reaches the export.
 enum class ModeArg { None, Mode, ProgressFlag, DialogFlag };
 
-// Scalar arguments in the export's order (the image first). Replace colour:
+// Scalar arguments in the export's order (the image first). Split: a[0] the
+// model, a[1] nonzero for a null array. Replace colour:
 // a[0] target and a[1] tolerance as 0xBBGGRR-packed bytes, a[5] bit 0 null
 // target, bit 1 null tolerance. Convolution: a[0] intensity mode, a[1] type,
 // a[2] size, a[3] which built-in coefficient list (type 1).
@@ -41,6 +42,7 @@ struct Outcome {
     long value = 0;               // the channel count of a split
     DWORD convertError = 0;       // GetLastColorConvertError right after the call
     int errorCode = -1;           // the convolution's status variable
+    int arrayCleared = 0;         // a failed split: 1 cleared its array, -1 wrote it otherwise
     bool ok() const { return returnedCaller || !results.empty(); }
 };
 
