@@ -13,11 +13,11 @@
 //
 // Then the buffer conversion's argument checks in order, worked cases and
 // its dialog failure, as data (buffer.txt).
-#include "adjust_support.h"
 #include "census.h"
 #include "conversion_table.h"
 #include "convert_internal.h"
 #include "dib_builder.h"
+#include "examples.h"
 #include "thread_state.h"
 
 #include <gtest/gtest.h>

@@ -5,7 +5,7 @@
 // images, pinned by one digest per dither. The program runs twice (fast and
 // straightforward paths, BOTH_PATHS), so each digest also says that the two
 // paths give the same bytes.
-#include "adjust_support.h"
+#include "examples.h"
 #include "block_dither.h"
 #include "ordered_dither.h"
 

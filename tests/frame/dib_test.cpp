@@ -2,6 +2,7 @@
 #include "census.h"
 #include "dib.h"
 #include "dib_builder.h"
+#include "examples.h"
 #include "layout.h"
 
 #include <gtest/gtest.h>
@@ -12,31 +13,23 @@
 #include <vector>
 
 using paxtest::BlockBytes;
+using paxtest::Example;
 using paxtest::HeaderOf;
+using paxtest::ReadExamples;
 
 namespace {
 
-// Entries follow the depth unless biClrUsed names them; a 12-byte core
-// header has 3-byte entries and no count (its depth is at offset 10).
+// The colour table's entries and bytes by header (dib.txt).
 TEST(ColorTable, SizeFollowsHeaderDepthAndClrUsed) {
-    const struct { DWORD size; int bits; DWORD used; int64_t entries, bytes; } cases[] = {
-        {40, 1, 0, 2, 8},    {40, 4, 0, 16, 64},   {40, 8, 0, 256, 1024},
-        {40, 8, 20, 20, 80}, {40, 24, 0, 0, 0},    {40, 32, 0, 0, 0},
-        {40, 16, 0, 0, 0},   {40, 24, 7, 7, 28},   {12, 8, 5, 256, 768},
-        // Any count a header may claim has a size that compares with a block.
-        {40, 24, 0x40000000u, 0x40000000, int64_t{1} << 32},
-        {40, 24, 0x80000000u, 0x80000000, int64_t{1} << 33},
-        {40, 24, 0xFFFFFFFFu, 0xFFFFFFFF, 4 * int64_t{0xFFFFFFFF}},
-    };
-    for (const auto &c : cases) {
-        BITMAPINFOHEADER h = {c.size, 0, 0, 1, static_cast<WORD>(c.bits), 0, 0, 0, 0, c.used, 0};
+    for (const Example &c : ReadExamples("dib.txt", "table")) {
+        BITMAPINFOHEADER h = {DWORD(c.v[0]), 0, 0, 1, WORD(c.v[1]), 0, 0, 0, 0, DWORD(c.v[2]), 0};
         auto *core = reinterpret_cast<BITMAPCOREHEADER *>(&h);
-        if (c.size == 12) {
-            core->bcBitCount = static_cast<WORD>(c.bits);
+        if (h.biSize == 12) {
+            core->bcBitCount = WORD(c.v[1]);
             h.biBitCount = 0;
         }
-        EXPECT_EQ(ColorTableEntries(&h), c.entries) << c.size << ", " << c.bits << " bits, used " << c.used;
-        EXPECT_EQ(ColorTableSize(&h), c.bytes);
+        EXPECT_EQ(ColorTableEntries(&h), int64_t(c.v[3])) << c.line;
+        EXPECT_EQ(ColorTableSize(&h), int64_t(c.v[4])) << c.line;
     }
 }
 
@@ -67,21 +60,6 @@ TEST(ModelTag, ReadsCompressionOrMinusOne) {
     HGLOBAL empty = GlobalAlloc(GHND, 0); // exists but cannot be locked
     EXPECT_EQ(GetDIBModelTag(empty), -1);
     GlobalFree(empty);
-}
-
-TEST(DuplicateDIB, CopiesEveryByteIntoANewUnlockedBlock) {
-    HGLOBAL img = paxtest::MakeRandomDib24(5, 3, 7);
-    paxtest::Snapshot before = paxtest::TakeSnapshot();
-    HGLOBAL copy = DuplicateDIB(img);
-    ASSERT_NE(copy, nullptr);
-    EXPECT_NE(copy, img);
-    EXPECT_EQ(BlockBytes(copy), BlockBytes(img));
-    EXPECT_EQ(paxtest::LockCount(copy), 0);
-    EXPECT_EQ(paxtest::LockCount(img), 0);
-    paxtest::ExpectCensus(before, 1, "duplicate");
-    GlobalFree(copy);
-    GlobalFree(img);
-    EXPECT_EQ(DuplicateDIB(nullptr), nullptr);
 }
 
 // The source's header with the new depth, no model tag, the size of the new
@@ -173,53 +151,26 @@ TEST(HelperFailures, EveryAllocationAndLockPointLeavesNothingBehind) {
     EXPECT_EQ(dup.lockPoints, 2);
     EXPECT_EQ(c24.allocationPoints, 1);
     EXPECT_EQ(c32.lockPoints, 2);
+    EXPECT_EQ(DuplicateDIB(nullptr), nullptr); // a good copy: the export table's images without columns
     GlobalFree(img);
 }
 
 // The layout rule itself, at the edges where sizes would overflow or just fit.
 TEST(LocateImage, FaultsAndSizesAtTheEdges) {
     using F = LayoutFault;
-    struct Row {
-        const char *what;
-        LONG w, h;
-        DWORD clrUsed, sizeImage;
-        SIZE_T block;
-        bool topDown;
-        RowsStart start;
-        SizeImageRule rule;
-        F fault;
-        int64_t offset, rows, imageSize;
-    } rows[] = {
-        {"fits exactly", 5, 4, 0, 0, 104, false, RowsStart::AfterTable, SizeImageRule::Ignored, F::None, 40, 4, 64},
-        {"one byte short", 5, 4, 0, 0, 103, false, RowsStart::AfterTable, SizeImageRule::Ignored, F::Rows, 40, 4, 0},
-        {"table then rows", 1, 1, 2, 0, 52, false, RowsStart::AfterTable, SizeImageRule::Ignored, F::None, 48, 1, 4},
-        {"table ignored", 1, 1, 0xFFFFFFFFu, 0, 44, false, RowsStart::AfterHeader, SizeImageRule::Ignored, F::None, 40, 1, 4},
-        {"2^32 - 1 entries", 1, 1, 0xFFFFFFFFu, 0, 100, false, RowsStart::AfterTable, SizeImageRule::Ignored, F::Table, 0, 1, 0},
-        {"past signed 64 bits", 0x7FFFFFFF, 0x7FFFFFFF, 0, 0, 100, true, RowsStart::AfterTable, SizeImageRule::Ignored, F::Rows, 40, 0x7FFFFFFF, 0},
-        {"INT_MIN rows", 0x7FFFFFFF, INT_MIN, 0, 0, 100, true, RowsStart::AfterTable, SizeImageRule::Ignored, F::Rows, 40, int64_t{1} << 31, 0},
-        {"no columns, 2^31 rows", 0, INT_MIN, 0, 0, 40, true, RowsStart::AfterTable, SizeImageRule::Ignored, F::None, 40, int64_t{1} << 31, 0},
-        {"bottom-up only", 1, -1, 0, 0, 100, false, RowsStart::AfterTable, SizeImageRule::Ignored, F::NegativeHeight, 0, -1, 0},
-        {"negative width", -1, 1, 0, 0, 100, true, RowsStart::AfterTable, SizeImageRule::Ignored, F::NegativeWidth, 0, 1, 0},
-        {"size inside", 1, 2, 0, 12, 52, false, RowsStart::AfterTable, SizeImageRule::InsideBlock, F::None, 40, 2, 8},
-        {"size past the block", 1, 2, 0, 13, 52, false, RowsStart::AfterTable, SizeImageRule::InsideBlock, F::SizeImage, 40, 2, 8},
-        {"size sizes a result", 1, 2, 0, 0xFFFFFFFFu, 48, false, RowsStart::AfterHeader, SizeImageRule::SizesResult, F::None, 40, 2, 8},
-        {"size below the rows", 1, 2, 0, 7, 48, false, RowsStart::AfterHeader, SizeImageRule::SizesResult, F::SizeImage, 40, 2, 8},
-    };
-    for (const Row &r : rows) {
-        SCOPED_TRACE(r.what);
-        std::vector<BYTE> block(r.block, 0);
-        auto *h = reinterpret_cast<BITMAPINFOHEADER *>(block.data());
-        *h = BITMAPINFOHEADER{40, r.w, r.h, 1, 24, 0, r.sizeImage, 0, 0, r.clrUsed, 0};
-        const LayoutRules rules = {uint64_t{1} << 24, true, r.topDown, r.start, r.rule};
+    for (const Example &r : ReadExamples("dib.txt", "locate")) {
+        SCOPED_TRACE(r.line);
+        std::vector<BYTE> block(size_t(r.v[4]), 0);
+        *reinterpret_cast<BITMAPINFOHEADER *>(block.data()) =
+            BITMAPINFOHEADER{40, LONG(r.v[0]), LONG(r.v[1]), 1, 24, 0, DWORD(r.v[3]), 0, 0, DWORD(r.v[2]), 0};
+        const LayoutRules rules = {uint64_t{1} << 24, true, r.v[5] != 0, RowsStart(r.I(6)), SizeImageRule(r.I(7))};
         const DibLayout l = LocateImage(block.data(), block.size(), rules);
-        EXPECT_EQ(l.fault, r.fault);
-        EXPECT_EQ(l.height, r.rows);
+        EXPECT_EQ(l.fault, F(r.I(8)));
+        EXPECT_EQ(l.height, int64_t(r.v[10]));
         EXPECT_TRUE(l.depthAccepted);
-        if (r.fault == F::None) {
-            EXPECT_EQ(l.pixels - block.data(), r.offset);
-            EXPECT_EQ(l.imageSize, r.imageSize);
-        } else {
-            EXPECT_EQ(l.pixels, nullptr);
+        EXPECT_EQ(l.pixels ? l.pixels - block.data() : 0, l.fault == F::None ? int64_t(r.v[9]) : 0);
+        if (l.fault == F::None) {
+            EXPECT_EQ(l.imageSize, int64_t(r.v[11]));
         }
     }
     // 65535 bits per pixel: stride x rows would wrap unsigned 64 bits too.

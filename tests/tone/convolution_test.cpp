@@ -10,7 +10,7 @@
 // up at the border, the last ring row is overwritten, the intensities travel
 // with the centre row; sizes an engine does not serve change nothing. The
 // quotient of every sum.
-#include "adjust_support.h"
+#include "examples.h"
 #include "convolution.h"
 
 #include <gtest/gtest.h>

@@ -1,9 +1,9 @@
-// Shared by the adjustment and tone tests: tables of worked examples kept as
+// Shared by the tests: tables of worked examples kept as
 // text beside the tests (one case a line: a word naming what the case
 // exercises, then its numbers; '#' starts a comment line), the digest that
 // pins whole outputs, seeded images, and injected failures.
-#ifndef PAX_TESTS_ADJUST_SUPPORT_H
-#define PAX_TESTS_ADJUST_SUPPORT_H
+#ifndef PAX_TESTS_EXAMPLES_H
+#define PAX_TESTS_EXAMPLES_H
 
 #include "dib_builder.h"
 #include "thread_state.h"
