@@ -137,7 +137,7 @@ TEST(PixelHelpers, StoreComponentsReversed) {
 // A copy whose source or own lock failed is still made: zeroed, unlocked.
 TEST(HelperFailures, EveryAllocationAndLockPointLeavesNothingBehind) {
     if (!paxtest::HaveCensus()) GTEST_SKIP() << "fault injection needs the Linux stand-in";
-    HGLOBAL img = paxtest::MakeRandomDib24(7, 5, 3);
+    HGLOBAL img = paxtest::SeededImage(7, 5, 24, 3);
     auto zeroedCopy = [&](paxtest::FailureKind kind, long, const std::vector<HGLOBAL> &made) {
         if (kind != paxtest::FailureKind::Lock) return;
         ASSERT_NE(made[0], nullptr);
@@ -145,8 +145,8 @@ TEST(HelperFailures, EveryAllocationAndLockPointLeavesNothingBehind) {
         EXPECT_EQ(paxtest::LockCount(made[0]), 0);
     };
     auto dup = paxtest::SweepFailures([&] { return std::vector<HGLOBAL>{DuplicateDIB(img)}; }, {img}, false, zeroedCopy);
-    auto c24 = paxtest::SweepFailures([&] { return CreateDIB24Like(img); }, {img});
-    auto c32 = paxtest::SweepFailures([&] { return CreateDIB32Like(img); }, {img});
+    auto c24 = paxtest::SweepFailures([&] { return std::vector<HGLOBAL>{CreateDIB24Like(img)}; }, {img});
+    auto c32 = paxtest::SweepFailures([&] { return std::vector<HGLOBAL>{CreateDIB32Like(img)}; }, {img});
     EXPECT_EQ(dup.allocationPoints, 1);
     EXPECT_EQ(dup.lockPoints, 2);
     EXPECT_EQ(c24.allocationPoints, 1);

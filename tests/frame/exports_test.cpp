@@ -10,6 +10,7 @@
 #include "census.h"
 #include "dialogs.h"
 #include "dib_builder.h"
+#include "examples.h"
 #include "image_exports.h"
 #include "param_dialog.h"
 #include "thread_state.h"
@@ -25,7 +26,6 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <map>
 
 namespace {
@@ -70,14 +70,12 @@ DWORD CallExport(const ImageExport &e, HGLOBAL image, const Args &args, Outcome 
 // One line of image_export_checks.txt: an argument changed, the image given
 // a defect, and the code expected (kAccepted: the call succeeds).
 constexpr DWORD kAccepted = 0xACCE;
-DWORD CodeNamed(const std::string &name) {
-    static const auto codes = [] {
-        std::map<std::string, DWORD> read = {{"accepted", kAccepted}, {"untouched", kUntouched}};
-        for (DWORD c = 0; c < 32; ++c) read[CceName(c)] = c, read[ImsName(c)] = c, read[CceName(c) + "+cleared"] = c | kCleared;
-        return read;
-    }();
-    EXPECT_EQ(codes.count(name), 1u) << name;
-    return codes.count(name) ? codes.at(name) : ~0u;
+DWORD CodeNamed(const std::string &word) {
+    const bool cleared = word.size() > 8 && word.substr(word.size() - 8) == "+cleared";
+    const std::string name = word.substr(0, word.size() - (cleared ? 8 : 0));
+    const DWORD code = name == "accepted" ? kAccepted : name == "untouched" ? kUntouched : DWORD(NumberOf(name));
+    EXPECT_TRUE(code >= kAccepted || CceName(code) == name || ImsName(code) == name) << word;
+    return cleared ? code | kCleared : code;
 }
 struct Check {
     std::string line, defect;
@@ -85,30 +83,17 @@ struct Check {
     int32_t value = 0, defectValue = 0;
     DWORD code = 0;
 };
-// The rows of a table: the line, the export's name and the next three fields.
-std::vector<std::array<std::string, 5>> Rows(const std::string &path) {
-    std::vector<std::array<std::string, 5>> rows;
-    std::ifstream in(path);
-    EXPECT_TRUE(in.good()) << path;
-    for (std::string line; std::getline(in, line);) {
-        char name[64] = {}, a[32] = {}, b[32] = {}, c[32] = {};
-        if (line.empty() || line[0] == '#') continue;
-        EXPECT_EQ(std::sscanf(line.c_str(), "%63[^|]| %31s | %31s | %31s", name, a, b, c), 4) << line;
-        rows.push_back({line, std::string(name, std::string(name).find_last_not_of(' ') + 1), a, b, c});
-    }
-    return rows;
-}
 const std::map<std::string, std::vector<Check>> &Checks() {
     static const auto checks = [] {
         std::map<std::string, std::vector<Check>> read;
-        for (const auto &[line, name, arg, defect, code] : Rows(PAX_EXPORT_CHECKS)) {
+        for (const Example &x : ReadExamples("image_export_checks.txt")) {
             char kind[32] = {};
-            Check c{line, ""};
-            std::sscanf(defect.c_str(), "%31[^=]=%d", kind, &c.defectValue);
+            Check c{x.line, ""};
+            std::sscanf(x.words.at(1).c_str(), "%31[^=]=%d", kind, &c.defectValue);
             c.defect = kind;
-            std::sscanf(arg.c_str(), "a%d=%d", &c.arg, &c.value); // "-": no argument changed
-            c.code = CodeNamed(code);
-            read[name].push_back(c);
+            std::sscanf(x.words[0].c_str(), "a%d=%d", &c.arg, &c.value); // "-": no argument changed
+            c.code = CodeNamed(x.words.at(2));
+            read[x.tag].push_back(c);
         }
         return read;
     }();
@@ -256,10 +241,9 @@ TEST(Exports, AnswerHostileHeadersWithACodeOrAResult) {
 // (image_export_faults.txt): "a2" the second allocation fails, "l1" the first
 // lock, "f1" the first file open, "A3" every allocation from the third on.
 std::map<std::string, DWORD> Faults() {
-    std::string path = PAX_EXPORT_CHECKS;
     std::map<std::string, DWORD> read;
-    for (const auto &[line, name, variant, point, code] : Rows(path.replace(path.size() - 10, 6, "faults")))
-        read[name + "|" + variant + "|" + point] = CodeNamed(code);
+    for (const Example &x : ReadExamples("image_export_faults.txt"))
+        read[x.tag + "|" + x.words.at(0) + "|" + x.words.at(1)] = CodeNamed(x.words.at(2));
     return read;
 }
 
@@ -495,7 +479,7 @@ TEST(ParameterDialogLoader, LooksBesideTheProgramNotOnTheSearchPath) {
 // CCE_NODIALOGENTRY and the library released) are RunsInItsModesAndCancels.
 TEST_F(ParameterDialog, LoaderPassesArgumentsInOrder) {
     if (PAX_DIALOGS != 2) GTEST_SKIP() << "needs the entries";
-    Block image{MakeRandomDib24(3, 2, 7)};
+    Block image{MakeImageFor(ImageExports()[0], 3, 2)};
     short coefficients[10] = {1, -2, 3, -4, 5, -6, 7, -8, 9, 11}, brightness = 10, contrast = -20;
     int errorCode = 42;
     dlg_.SetValue(DD_CONVOLUTION, 6, -5);

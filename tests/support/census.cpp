@@ -88,8 +88,4 @@ SweepCounts SweepFailures(const std::function<std::vector<HGLOBAL>()> &op, const
     return counts;
 }
 
-SweepCounts SweepFailures(const std::function<HGLOBAL()> &op, const std::vector<HGLOBAL> &callerBlocks) {
-    return SweepFailures([&] { return std::vector<HGLOBAL>{op()}; }, callerBlocks, false);
-}
-
 } // namespace paxtest

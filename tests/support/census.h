@@ -42,9 +42,6 @@ SweepCounts SweepFailures(const std::function<std::vector<HGLOBAL>()> &op, const
                           bool callerChanges = false,
                           const std::function<void(FailureKind, long n, const std::vector<HGLOBAL> &)> &check = {});
 
-// Same, for an operation that returns one image handle (or null).
-SweepCounts SweepFailures(const std::function<HGLOBAL()> &op, const std::vector<HGLOBAL> &callerBlocks);
-
 } // namespace paxtest
 
 #endif

@@ -55,14 +55,6 @@ HGLOBAL MakeDib24(int width, int height, const std::function<Rgb(int, int)> &col
         -1, padByte);
 }
 
-HGLOBAL MakeRandomDib24(int width, int height, uint32_t seed) {
-    Rng rng(seed);
-    std::vector<Rgb> px(static_cast<size_t>(width) * height);
-    for (auto &c : px) c = Rgb{rng.Byte(), rng.Byte(), rng.Byte()};
-    return MakeDib24(width, height,
-                     [&](int x, int y) { return px[static_cast<size_t>(y) * width + x]; });
-}
-
 std::vector<BYTE> BlockBytes(HGLOBAL block) {
     std::vector<BYTE> out(GlobalSize(block));
     if (out.empty()) return out;

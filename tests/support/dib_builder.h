@@ -28,9 +28,6 @@ HGLOBAL MakeDib(int width, int height, int bits,
 HGLOBAL MakeDib24(int width, int height, const std::function<Rgb(int x, int y)> &colour,
                   BYTE padByte = 0);
 
-// Seeded pseudo-random 24-bit image.
-HGLOBAL MakeRandomDib24(int width, int height, uint32_t seed);
-
 // Whole block as bytes (locks and unlocks).
 std::vector<BYTE> BlockBytes(HGLOBAL block);
 

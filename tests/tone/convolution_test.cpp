@@ -192,7 +192,7 @@ TEST(Convolution, CheckCodes) {
 // (Injected failures: the export table's sweep.)
 #ifndef _WIN32
 TEST(Convolution, FilterFileOnDescriptorZero) {
-    HGLOBAL image = MakeRandomDib24(9, 7, 14);
+    HGLOBAL image = SeededImage(9, 7, 24, 14);
     const char *identity = FilterFile({0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
     const int savedInput = dup(0);
     close(0);
