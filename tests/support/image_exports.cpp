@@ -33,14 +33,16 @@ HDIB HueSaturation(HDIB im, const Args &g, Outcome &) {
                               g.mode, g.owner);
 }
 HDIB Desat(HDIB im, const Args &g, Outcome &) { return Desaturate(im, g.mode, g.owner); }
-HDIB Replace(HDIB im, const Args &g, Outcome &) {
+HDIB Replace(HDIB im, const Args &g, Outcome &o) {
     BYTE target[3], tolerance[3];
     for (int i = 0; i < 3; ++i) {
         target[i] = static_cast<BYTE>(g.a[0] >> (8 * i));
         tolerance[i] = static_cast<BYTE>(g.a[1] >> (8 * i));
     }
-    return ReplaceColor(im, g.a[5] & 1 ? nullptr : target, g.a[5] & 2 ? nullptr : tolerance, g.a[2], g.a[3],
-                        g.a[4], g.mode, g.owner);
+    HDIB r = ReplaceColor(im, g.a[5] & 1 ? nullptr : target, g.a[5] & 2 ? nullptr : tolerance, g.a[2], g.a[3],
+                          g.a[4], g.mode, g.owner);
+    o.value = target[0] != BYTE(g.a[0]) || tolerance[0] != BYTE(g.a[1]) ? -1 : 0; // the caller's colours written
+    return r;
 }
 HDIB Levels(HDIB im, const Args &g, Outcome &) {
     return ColorCMYKLevels(im, g.a[0], g.a[1], g.a[2], g.a[3], g.mode, g.owner);

@@ -39,7 +39,7 @@ struct Args {
 struct Outcome {
     std::vector<HGLOBAL> results; // new blocks the caller owns (never its own)
     bool returnedCaller = false;  // the caller's own handle came back
-    long value = 0;               // the channel count of a split
+    long value = 0;               // a split's channel count; -1: ReplaceColor wrote the caller's colours
     DWORD convertError = 0;       // GetLastColorConvertError right after the call
     int errorCode = -1;           // the convolution's status variable
     int arrayCleared = 0;         // a failed split: 1 cleared its array, -1 wrote it otherwise
