@@ -140,9 +140,9 @@ Args WithMode(const ImageExport &e, int mode, HWND owner) {
     return g;
 }
 
-HGLOBAL MakeImageFor(const ImageExport &e, int w, int h, uint32_t seed) {
+HGLOBAL MakeImageFor(const ImageExport &e, int w, int h, uint32_t seed, int entries) {
     Rng rng(0x9E3779B9u * (seed | 1));
-    return MakeDib(w, h, e.depth, [&](int, int, int) { return rng.Byte(); }, -1, 0, e.compression);
+    return MakeDib(w, h, e.depth, [&](int, int, int) { return rng.Byte(); }, entries, 0, e.compression);
 }
 
 uint64_t BlockDigest(HGLOBAL block) {

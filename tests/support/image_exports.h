@@ -78,8 +78,9 @@ Outcome Invoke(const ImageExport &e, HDIB image, const Args &args);
 Args WithMode(const ImageExport &e, int mode, HWND owner = nullptr);
 
 // A valid image for the export: w x h pixels of its depth and tag, a grey
-// table below 16 bits, pixel bytes from a seed (zero padding).
-HGLOBAL MakeImageFor(const ImageExport &e, int w, int h, uint32_t seed = 1);
+// table below 16 bits (or of `entries`, named by biClrUsed), pixel bytes from
+// a seed (zero padding).
+HGLOBAL MakeImageFor(const ImageExport &e, int w, int h, uint32_t seed = 1, int entries = -1);
 
 // FNV-1a over the bytes of a block (locks and unlocks it).
 uint64_t BlockDigest(HGLOBAL block);
