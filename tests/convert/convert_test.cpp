@@ -31,7 +31,6 @@
 
 namespace {
 
-using H = BITMAPINFOHEADER;
 using paxtest::CceName;
 
 // Bytes per pixel of a buffer of the model: 4 for CMYK, 3 otherwise.
@@ -89,22 +88,17 @@ void Buffer(std::vector<BYTE> &d, paxtest::Rng &rng, int from, int to, int width
     Add(d, buffer.get(), size);
 }
 
-// An image conversion: the caller's block unchanged and unlocked, the result
-// unlocked and the only block made (the caller's own handle for equal models).
+// An image conversion: the caller's own handle comes back for equal models.
+// (The caller's block unchanged and unlocked, the census: the export table's
+// checks of three shapes.)
 void Image(std::vector<BYTE> &d, paxtest::Rng &rng, int from, int to, int width, int bits) {
     HGLOBAL image = MakeModelImage(from, width, 1 + rng.Below(5), rng.Next(), bits, 0x5A, rng.Below(4) == 0 ? 3 : -1);
-    const std::vector<BYTE> before = paxtest::BlockBytes(image);
-    const paxtest::Snapshot s = paxtest::TakeSnapshot();
     GetThreadState()->convertError = 99;
     HGLOBAL result = ConvertDIBColorSpace(image, from, to, 0, nullptr);
     ASSERT_NE(result, nullptr) << CceName(GetLastColorConvertError());
-    paxtest::ExpectCensus(s, result == image ? 0 : 1, "the result only");
     EXPECT_EQ(GetLastColorConvertError(), 0u);
-    EXPECT_TRUE(paxtest::BlockBytes(image) == before);
-    EXPECT_EQ(paxtest::LockCount(image), 0);
     EXPECT_EQ(result == image, from == to) << "the caller's handle comes back for equal models only";
     if (result != image) {
-        EXPECT_EQ(paxtest::LockCount(result), 0);
         AddImage(d, result);
         GlobalFree(result);
     }
@@ -117,10 +111,8 @@ void Image(std::vector<BYTE> &d, paxtest::Rng &rng, int from, int to, int width,
 void Split(std::vector<BYTE> &d, paxtest::Rng &rng, int model, int width, int bits) {
     HGLOBAL image = MakeModelImage(MODEL_RGB, width, 1 + rng.Below(5), rng.Next(), bits, 0x3C);
     HGLOBAL channels[4] = {};
-    const paxtest::Snapshot s = paxtest::TakeSnapshot();
     const int n = SplitColorChannels(image, channels, static_cast<BYTE>(model));
     ASSERT_EQ(n, model == MODEL_CMYK || bits == 32 ? 4 : 3);
-    paxtest::ExpectCensus(s, n, "the outputs only: the converted image is freed");
     EXPECT_EQ(GetLastColorConvertError(), 0u);
     for (int k = 0; k < n; ++k) {
         AddImage(d, channels[k]);
@@ -173,8 +165,7 @@ TEST(ModelPairs, RowWalkStepsAndCancelsLikeTheByteWalk) {
             win32lite::ScriptDialogs({false, cancelAfter});
             HGLOBAL result = pax::ConvertDIBColorSpaceWith(kind, image, e.fromModel, e.toModel, 1, nullptr);
             v.push_back(BYTE(win32lite::LastDialog().stepsTaken));
-            const H h = paxtest::HeaderOf(image); // the walk's units: the bytes of the rows
-            const int64_t units = (int64_t{h.biWidth} * h.biBitCount + 31) / 32 * 4 * height;
+            const int64_t units = int64_t(GlobalSize(image)) - 40; // the walk's units: the bytes of the rows
             EXPECT_EQ(result == nullptr, cancelAfter > 0 && units > cancelAfter * 1500);
             if (result) {
                 const std::vector<BYTE> bytes = paxtest::BlockBytes(result);

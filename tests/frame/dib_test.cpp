@@ -14,7 +14,6 @@
 
 using paxtest::BlockBytes;
 using paxtest::Example;
-using paxtest::HeaderOf;
 using paxtest::ReadExamples;
 
 namespace {
@@ -72,7 +71,8 @@ TEST(CreateDIBLike, MakesAnEmptyImageOfTheSourcesSize) {
         const std::vector<BYTE> source = BlockBytes(src);
         HGLOBAL out = c.make(src);
         ASSERT_NE(out, nullptr);
-        BITMAPINFOHEADER h = HeaderOf(src);
+        BITMAPINFOHEADER h;
+        std::memcpy(&h, source.data(), sizeof h);
         h.biBitCount = static_cast<WORD>(c.bits);
         h.biCompression = 0;
         h.biSizeImage = c.sizeImage;

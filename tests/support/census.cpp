@@ -12,14 +12,6 @@
 
 namespace paxtest {
 
-bool HaveCensus() {
-#ifdef _WIN32
-    return false;
-#else
-    return true;
-#endif
-}
-
 Snapshot TakeSnapshot() {
     GetThreadState(); // the thread's record exists before any count is taken
     Snapshot s;

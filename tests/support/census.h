@@ -15,7 +15,11 @@
 namespace paxtest {
 
 // True where the stand-in's census and fault injection exist.
-bool HaveCensus();
+#ifdef _WIN32
+inline bool HaveCensus() { return false; }
+#else
+inline bool HaveCensus() { return true; }
+#endif
 
 // Snapshot of live blocks and locks; compare before and after a call.
 struct Snapshot {

@@ -65,13 +65,6 @@ std::vector<BYTE> BlockBytes(HGLOBAL block) {
     return out;
 }
 
-BITMAPINFOHEADER HeaderOf(HGLOBAL block) {
-    BITMAPINFOHEADER h = {};
-    std::vector<BYTE> bytes = BlockBytes(block);
-    if (bytes.size() >= sizeof h) std::memcpy(&h, bytes.data(), sizeof h);
-    return h;
-}
-
 Rgb Pixel24(HGLOBAL image, int x, int y) {
     std::vector<BYTE> b = BlockBytes(image);
     BITMAPINFOHEADER h;

@@ -31,9 +31,6 @@ HGLOBAL MakeDib24(int width, int height, const std::function<Rgb(int x, int y)> 
 // Whole block as bytes (locks and unlocks).
 std::vector<BYTE> BlockBytes(HGLOBAL block);
 
-// Header of a block (copied).
-BITMAPINFOHEADER HeaderOf(HGLOBAL block);
-
 // Pixel (x, y) of a 24-bit image as RGB, y = 0 the top row.
 Rgb Pixel24(HGLOBAL image, int x, int y);
 
