@@ -306,37 +306,6 @@ LRESULT CALLBACK ProbeProc(HWND window, UINT message, WPARAM wParam, LPARAM lPar
 }
 
 
-// What each entry receives for the table's typical arguments, what the test
-// has it write back, and arguments of a plain call that give the same image.
-struct DialogCase {
-    int entry;
-    std::vector<double> received;
-    std::vector<std::pair<int, double>> writes;
-    Args same;
-    DWORD code; // of the run with the written values
-};
-const DialogCase kDialogCases[] = {
-    // Hue units (40 degrees are 28), the range in hue units (120 is 85);
-    // back: 90 degrees, -20, 35, 300 to 60 degrees.
-    {DD_HUE_SATURATION, {28, 20, -10, 0, 85}, {{0, 63}, {1, -20}, {2, 35}, {3, 212}, {4, 42}},
-     A({90, -20, 35, 300, 60}), 0},
-    // Unchecked: 300 hue units are 45 (64 degrees) after a whole turn, a
-    // saturation of 1000 saturates as 255 does, 300..255 selects every hue.
-    {DD_HUE_SATURATION, {}, {{0, 300}, {1, 1000}, {2, 0}, {3, 300}, {4, 255}}, A({64, 255, 0, 0, 0}), 0},
-    {DD_DESATURATE, {}, {}, Args(), 0},
-    // The entry gets copies of the caller's colours (which stay as they
-    // were), and a tolerance it writes is used: 255 selects every pixel.
-    {DD_REPLACE_COLOR, {42, 10, 5}, {{0, 85}, {1, -30}, {2, 7}, {4, 0xFFFFFF}}, A({0x3264C8, 0xFFFFFF, 120, -30, 7}), 0},
-    {DD_CMYK_LEVELS, {1.2, 0.9, 1.05, 0.7}, {{0, 1.5}, {1, 0.5}, {2, 1.0}, {3, 2.0}}, A({50, -50, 0, 100}), 0},
-    {DD_CONTRAST, {25, -15}, {{0, -40}, {1, 60}}, A({-40, 60}), IMS_OK},
-    {DD_CONTRAST, {}, {{1, 101}}, Args(), IMS_BADPARAM},
-    {DD_GAMMA, {150, 80, 120}, {{0, 10}, {2, 500}}, A({10, 80, 500}), 0},
-    {DD_GAMMA, {}, {{1, 501}}, Args(), CCE_BADARGUMENT},
-    // By value: new image, intensity, type, size; the status variable is
-    // cleared on entry.
-    {DD_CONVOLUTION, {1, 1, CONV_SHARPEN, 3, 0, 0, 0}, {}, A({1, CONV_SHARPEN, 3}), IMS_OK},
-};
-
 class ParameterDialog : public testing::Test {
 protected:
     void SetUp() override {
@@ -400,32 +369,33 @@ TEST_F(ParameterDialog, RunsInItsModesAndCancels) {
     DestroyWindow(owner);
 }
 
-// What each dialog receives, and that the values it leaves are the ones used.
+// What each dialog receives, and that the values it leaves are the ones used
+// (parameter_dialogs.txt).
 TEST_F(ParameterDialog, ReceivesTheValuesAndItsAnswerIsUsed) {
     if (PAX_DIALOGS != 2) GTEST_SKIP() << "needs the entries";
-    for (const DialogCase &c : kDialogCases) {
+    for (const Example &c : ReadExamples("parameter_dialogs.txt")) {
+        SCOPED_TRACE(c.line);
         const ImageExport &e = *std::find_if(ImageExports().begin(), ImageExports().end(),
-                                             [&](const ImageExport &x) { return x.dialog == c.entry; });
-        SCOPED_TRACE(testing::Message() << e.name << ", " << c.writes.size() << " values written");
+                                             [&](const ImageExport &x) { return x.name == c.tag; });
+        const size_t writes = std::find(c.words.begin(), c.words.end(), "writes") - c.words.begin();
         Block image{MakeImageFor(e, 9, 5)};
         dlg_.Reset();
-        for (auto [argument, value] : c.writes) dlg_.SetValue(c.entry, argument, value);
+        for (size_t i = writes + 1; i + 1 < c.v.size(); i += 2) dlg_.SetValue(e.dialog, c.I(i), c.v[i + 1]);
         Results viaDialog, direct;
-        const DWORD code = Checked(e, image, WithMode(e, 2), &viaDialog);
-        EXPECT_EQ(code, c.code);
+        EXPECT_EQ(Checked(e, image, WithMode(e, 2), &viaDialog), DWORD(c.v[0]));
         EXPECT_EQ(viaDialog.value, 0) << "the caller's colours were written";
         ASSERT_EQ(dlg_.CallCount(), 1);
         const DialogDoubleCall call = dlg_.Call(0);
-        EXPECT_EQ(call.entry, c.entry);
+        EXPECT_EQ(call.entry, e.dialog);
         const int argumentCounts[DD_ENTRY_COUNT] = {2, 3, 7, 5, 0, 5, 4};
-        EXPECT_EQ(call.argumentCount, argumentCounts[c.entry]);
-        for (size_t i = 0; i < c.received.size(); ++i) {
-            const DialogDoubleArgument &a = call.arguments[i];
-            EXPECT_DOUBLE_EQ(a.kind == DD_INT32 || a.kind == DD_INT16 ? a.value : a.before, c.received[i]) << i;
+        EXPECT_EQ(call.argumentCount, argumentCounts[e.dialog]);
+        for (size_t i = 2; i < writes; ++i) {
+            const DialogDoubleArgument &a = call.arguments[i - 2];
+            EXPECT_DOUBLE_EQ(a.kind == DD_INT32 || a.kind == DD_INT16 ? a.value : a.before, c.v[i]) << i;
         }
-        if (c.code == 0) {
-            Args same = c.same;
-            same.mode = 0;
+        if (c.v[0] == 0) {
+            Args same = e.typical;
+            for (size_t i = 0; !c.fields.empty() && i < c.fields[0].size(); ++i) same.a[i] = c.fields[0][i];
             ASSERT_EQ(Checked(e, image, same, &direct), 0u);
             ASSERT_TRUE(viaDialog.ok() && direct.ok());
             EXPECT_EQ(BlockDigest(viaDialog.results[0]), BlockDigest(direct.results[0]));
