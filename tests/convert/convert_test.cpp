@@ -16,6 +16,7 @@
 #include "census.h"
 #include "conversion_table.h"
 #include "convert_internal.h"
+#include "dialogs.h"
 #include "dib_builder.h"
 #include "examples.h"
 #include "thread_state.h"
@@ -216,6 +217,24 @@ TEST(ConvertColorSpace, ChecksInOrderAndWorkedCases) {
         win32lite::ScriptDialogs({});
 #endif
     }
+}
+
+// The progress dialog's steps and the Cancel index (buffer.txt).
+TEST(ConvertColorSpace, ProgressStepsAndCancelIndex) {
+    if (!paxtest::HaveDisplay()) GTEST_SKIP() << "no display for the dialog";
+    HWND owner = paxtest::MakeOwner();
+    for (const paxtest::Example &c : paxtest::ReadExamples("buffer.txt", "steps")) {
+        SCOPED_TRACE(c.line);
+        std::vector<BYTE> source(size_t(c.I(2)), 0), destination(9000, 0);
+        paxtest::StepWatch watch(c.I(3));
+        EXPECT_EQ(ConvertColorSpace(source.data(), destination.data(), c.I(2), c.I(0), c.I(1), 1, owner), c.I(4));
+        EXPECT_EQ(std::make_pair(watch.RangeMax(), watch.Steps()), std::make_pair(long(c.I(5)), long(c.I(6))));
+        EXPECT_EQ(std::find(destination.begin(), destination.end(), 0) - destination.begin(), c.I(7));
+        EXPECT_EQ(GetLastColorConvertError(), 0u);
+        EXPECT_EQ(GetThreadState()->cancelled, c.I(3) ? 1u : 0u);
+        EXPECT_TRUE(IsWindowEnabled(owner));
+    }
+    DestroyWindow(owner);
 }
 
 } // namespace

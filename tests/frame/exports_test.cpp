@@ -519,32 +519,6 @@ TEST_F(Progress, StepsOnItsUnitsAndCancelStopsTheWalkAtTheNextStep) {
     }
 }
 
-// The buffer conversion steps on its source bytes by 1500: 3000 bytes step
-// at 0 and 1500 over a range of 3001 / 1500 + 1. Cancel after step k reaches
-// the walk at byte k x 1500, whose pixel still converts; the walk stops at the
-// next index. RGB to CMY complements: the converted part of a buffer of zeros
-// is the run of 255s at its start.
-TEST_F(Progress, BufferConversionStepsAndCancelIndex) {
-    const struct {
-        int from, count;
-        long cancelAfter, rangeMax, steps, returned, converted;
-    } cases[] = {{MODEL_RGB, 3000, 0, 3, 2, 3000, 3000},   {MODEL_RGB, 9000, 1, 7, 1, 1501, 1503},
-                 {MODEL_RGB, 9000, 5, 7, 5, 7501, 7503},   {MODEL_CMYK, 6000, 2, 5, 2, 3001, 751 * 3}};
-    for (const auto &c : cases) {
-        SCOPED_TRACE(testing::Message() << c.count << " bytes, Cancel after step " << c.cancelAfter);
-        std::vector<BYTE> source(static_cast<size_t>(c.count), 0), destination(9000, 0);
-        StepWatch watch(c.cancelAfter);
-        EXPECT_EQ(ConvertColorSpace(source.data(), destination.data(), c.count, c.from,
-                                    c.from == MODEL_RGB ? MODEL_CMY : MODEL_RGB, 1, owner_),
-                  c.returned);
-        EXPECT_EQ(std::make_pair(watch.RangeMax(), watch.Steps()), std::make_pair(c.rangeMax, c.steps));
-        EXPECT_EQ(std::find(destination.begin(), destination.end(), 0) - destination.begin(), c.converted);
-        EXPECT_EQ(GetLastColorConvertError(), 0u);
-        EXPECT_EQ(State()->cancelled, c.cancelAfter ? 1u : 0u);
-        EXPECT_TRUE(IsWindowEnabled(owner_));
-    }
-}
-
 // A progress dialog that cannot be created: the conversions store
 // CCE_NOPROGRESS, the adjustments nothing; the parameter dialog came first.
 TEST(ProgressDialogFailure, EveryExportFailsCleanly) {
