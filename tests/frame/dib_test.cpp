@@ -32,17 +32,12 @@ TEST(ColorTable, SizeFollowsHeaderDepthAndClrUsed) {
     }
 }
 
-// 3 x width rounded up to a multiple of 4 (1 -> 4, 4 -> 12, 5 -> 16); 4 x width.
-TEST(Stride, RowsArePaddedToFourBytes) {
-    for (int w = 0; w < 64; ++w) {
-        EXPECT_EQ(Stride24(w), StrideForBits(w, 24));
-        EXPECT_EQ(Stride24(w), (3 * w + 3) / 4 * 4);
-        EXPECT_EQ(Stride32(w), 4 * w);
-    }
-}
+// Rows padded to four bytes: the rows' sizes of LocateImage and DescribeDib
+// below, and every pinned digest.
 
 TEST(ModelTag, MatchesOnlyItsModel) {
     EXPECT_EQ(ModelTagMatches(1, 0), 1);
+    EXPECT_EQ(GetDIBModelTag(nullptr), -1);
     EXPECT_EQ(ModelTagMatches(0, 8) + ModelTagMatches(10, 18) + ModelTagMatches(2, 2), 0);
     for (int m = 2; m <= 9; ++m) {
         EXPECT_EQ(ModelTagMatches(m, static_cast<DWORD>(m + 8)), 1);
@@ -50,16 +45,8 @@ TEST(ModelTag, MatchesOnlyItsModel) {
     }
 }
 
-TEST(ModelTag, ReadsCompressionOrMinusOne) {
-    EXPECT_EQ(GetDIBModelTag(nullptr), -1);
-    HGLOBAL img = paxtest::MakeDib(2, 2, 24, [](int, int, int) { return 1; }, -1, 0, 14);
-    EXPECT_EQ(GetDIBModelTag(img), 14);
-    EXPECT_EQ(paxtest::LockCount(img), 0);
-    GlobalFree(img);
-    HGLOBAL empty = GlobalAlloc(GHND, 0); // exists but cannot be locked
-    EXPECT_EQ(GetDIBModelTag(empty), -1);
-    GlobalFree(empty);
-}
+// GetDIBModelTag (-1 for a null or unlockable block): the split's rows of the
+// export table (tag=14, unlockable, and its first lock made to fail).
 
 // The source's header with the new depth, no model tag, the size of the new
 // rows and no table, then zeroed rows; the source stays as it was.
