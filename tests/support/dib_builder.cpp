@@ -44,17 +44,6 @@ HGLOBAL MakeDib(int width, int height, int bits,
     return block;
 }
 
-HGLOBAL MakeDib24(int width, int height, const std::function<Rgb(int, int)> &colour,
-                  BYTE padByte) {
-    return MakeDib(
-        width, height, 24,
-        [&](int x, int y, int k) {
-            Rgb c = colour(x, y);
-            return k == 0 ? c.b : k == 1 ? c.g : c.r;
-        },
-        -1, padByte);
-}
-
 std::vector<BYTE> BlockBytes(HGLOBAL block) {
     std::vector<BYTE> out(GlobalSize(block));
     if (out.empty()) return out;

@@ -24,10 +24,6 @@ HGLOBAL MakeDib(int width, int height, int bits,
                 const std::function<BYTE(int x, int y, int byteInPixel)> &fill,
                 int colourTableEntries = -1, BYTE padByte = 0, DWORD compression = 0);
 
-// A 24-bit image from RGB values, rows given top first.
-HGLOBAL MakeDib24(int width, int height, const std::function<Rgb(int x, int y)> &colour,
-                  BYTE padByte = 0);
-
 // Whole block as bytes (locks and unlocks).
 std::vector<BYTE> BlockBytes(HGLOBAL block);
 

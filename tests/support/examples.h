@@ -124,7 +124,8 @@ inline HGLOBAL SeededImage(int w, int h, int bits, uint32_t seed, int entries = 
 
 // The pixel that op makes of a one-pixel image of `in`.
 inline Rgb OnePixel(Rgb in, const std::function<HDIB(HDIB)> &op) {
-    HDIB image = MakeDib24(1, 1, [in](int, int) { return in; }), out = op(image);
+    HDIB image = MakeDib(1, 1, 24, [in](int, int, int k) { return k == 0 ? in.b : k == 1 ? in.g : in.r; });
+    HDIB out = op(image);
     const Rgb p = out ? Pixel24(out, 0, 0) : Rgb{1, 2, 3};
     GlobalFree(out);
     GlobalFree(image);

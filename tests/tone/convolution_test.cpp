@@ -134,7 +134,7 @@ TEST(Convolution, WorkedImages) {
             const uint32_t p = static_cast<uint32_t>(e.v[i]);
             return Rgb{BYTE(p >> 16), BYTE(p >> 8), BYTE(p)};
         };
-        HGLOBAL image = MakeDib24(w, h, [&](int x, int y) { return pixel(at + (h - 1 - y) * w + x); });
+        HGLOBAL image = MakeDib(w, h, 24, [&](int x, int y, int k) { return BYTE(int(e.v[at + (h - 1 - y) * w + x]) >> 8 * k); });
         HDIB out = Filter(image, 1, e.I(2), type, n, std::vector<short>(e.v.begin() + 5, e.v.begin() + at)).result;
         ASSERT_NE(out, nullptr);
         for (int i = 0; i < w * h; ++i) EXPECT_TRUE(Pixel24(out, i % w, h - 1 - i / w) == pixel(at + w * h + i)) << i;
