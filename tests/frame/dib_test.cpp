@@ -12,9 +12,7 @@
 #include <cstring>
 #include <vector>
 
-using paxtest::BlockBytes;
-using paxtest::Example;
-using paxtest::ReadExamples;
+using namespace paxtest;
 
 namespace {
 
@@ -54,7 +52,7 @@ TEST(CreateDIBLike, MakesAnEmptyImageOfTheSourcesSize) {
     const struct { HGLOBAL (*make)(HGLOBAL); int sourceBits, table, bits; DWORD sizeImage; } cases[] = {
         {CreateDIB24Like, 32, -1, 24, 48}, {CreateDIB32Like, 24, 4, 32, 60}};
     for (const auto &c : cases) {
-        HGLOBAL src = paxtest::MakeDib(5, 3, c.sourceBits, [](int x, int y, int k) { return x + y + k; }, c.table, 0, 12);
+        HGLOBAL src = MakeDib(5, 3, c.sourceBits, [](int x, int y, int k) { return x + y + k; }, c.table, 0, 12);
         const std::vector<BYTE> source = BlockBytes(src);
         HGLOBAL out = c.make(src);
         ASSERT_NE(out, nullptr);
@@ -77,19 +75,17 @@ TEST(CreateDIBLike, RefusesWhatCannotBeRead) {
     EXPECT_EQ(CreateDIB24Like(nullptr), nullptr);
     HGLOBAL tiny = GlobalAlloc(GHND, 12); // smaller than a header
     EXPECT_EQ(CreateDIB32Like(tiny), nullptr);
-    EXPECT_EQ(paxtest::LockCount(tiny), 0);
+    EXPECT_EQ(LockCount(tiny), 0);
     GlobalFree(tiny);
-    HGLOBAL negative = paxtest::MakeDib(2, 2, 24, [](int, int, int) { return 0; });
-    auto *h = static_cast<BITMAPINFOHEADER *>(GlobalLock(negative));
-    h->biWidth = -2;
-    GlobalUnlock(negative);
+    HGLOBAL negative = MakeDib(2, 2, 24, [](int, int, int) { return 0; });
+    EditHeader(negative, [](BITMAPINFOHEADER *h) { h->biWidth = -2; });
     EXPECT_EQ(CreateDIB24Like(negative), nullptr);
     GlobalFree(negative);
 }
 
 // Rows that do not fit and hostile headers: LocateImage below.
 TEST(DescribeDib, FindsTheRowsOfAnImageOfItsDepth) {
-    HGLOBAL img = paxtest::MakeDib(5, 4, 24, [](int, int, int) { return 0; });
+    HGLOBAL img = MakeDib(5, 4, 24, [](int, int, int) { return 0; });
     BYTE *p = static_cast<BYTE *>(GlobalLock(img));
     DibLayout d;
     ASSERT_TRUE(DescribeDib(p, GlobalSize(img), 24, &d));
@@ -123,17 +119,17 @@ TEST(PixelHelpers, StoreComponentsReversed) {
 
 // A copy whose source or own lock failed is still made: zeroed, unlocked.
 TEST(HelperFailures, EveryAllocationAndLockPointLeavesNothingBehind) {
-    if (!paxtest::HaveCensus()) GTEST_SKIP() << "fault injection needs the Linux stand-in";
-    HGLOBAL img = paxtest::SeededImage(7, 5, 24, 3);
-    auto zeroedCopy = [&](paxtest::FailureKind kind, long, const std::vector<HGLOBAL> &made) {
-        if (kind != paxtest::FailureKind::Lock) return;
+    if (!HaveCensus()) GTEST_SKIP() << "fault injection needs the Linux stand-in";
+    HGLOBAL img = SeededImage(7, 5, 24, 3);
+    auto zeroedCopy = [&](FailureKind kind, long, const std::vector<HGLOBAL> &made) {
+        if (kind != FailureKind::Lock) return;
         ASSERT_NE(made[0], nullptr);
         EXPECT_EQ(BlockBytes(made[0]), std::vector<BYTE>(GlobalSize(img), 0));
-        EXPECT_EQ(paxtest::LockCount(made[0]), 0);
+        EXPECT_EQ(LockCount(made[0]), 0);
     };
-    auto dup = paxtest::SweepFailures([&] { return std::vector<HGLOBAL>{DuplicateDIB(img)}; }, {img}, false, zeroedCopy);
-    auto c24 = paxtest::SweepFailures([&] { return std::vector<HGLOBAL>{CreateDIB24Like(img)}; }, {img});
-    auto c32 = paxtest::SweepFailures([&] { return std::vector<HGLOBAL>{CreateDIB32Like(img)}; }, {img});
+    auto dup = SweepFailures([&] { return std::vector<HGLOBAL>{DuplicateDIB(img)}; }, {img}, false, zeroedCopy);
+    auto c24 = SweepFailures([&] { return std::vector<HGLOBAL>{CreateDIB24Like(img)}; }, {img});
+    auto c32 = SweepFailures([&] { return std::vector<HGLOBAL>{CreateDIB32Like(img)}; }, {img});
     EXPECT_EQ(dup.allocationPoints, 1);
     EXPECT_EQ(dup.lockPoints, 2);
     EXPECT_EQ(c24.allocationPoints, 1);

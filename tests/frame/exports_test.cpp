@@ -248,15 +248,8 @@ TEST(Exports, SurviveEveryInjectedFailure) {
         for (int variant : {0, 3, 4, 5}) {
             if ((variant == 4 && e.progress != ProgressShape::Rows5) || (variant == 5 && e.depth != 8)) continue;
             SCOPED_TRACE(testing::Message() << e.name << " variant " << variant);
-            auto make = [&] {
-                HGLOBAL b = MakeImageFor(e, 7, 4);
-                if (variant == 5) { // a colour table of 16 entries
-                    static_cast<BITMAPINFOHEADER *>(GlobalLock(b))->biClrUsed = 16;
-                    GlobalUnlock(b);
-                }
-                return b;
-            };
-            Block image{make()}, twin{make()};
+            const int entries = variant == 5 ? 16 : -1; // a colour table of 16 entries
+            Block image{MakeImageFor(e, 7, 4, 1, entries)}, twin{MakeImageFor(e, 7, 4, 1, entries)};
             Args args = WithMode(e, variant & 3, MakeOwner());
             if (variant == 4) args.a[1] = CONV_FILE, args.filterFile = filterFile;
             Results clean; // the result without a failure
