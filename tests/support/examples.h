@@ -1,7 +1,7 @@
-// Shared by the tests: tables of worked examples kept as
-// text beside the tests (one case a line: a word naming what the case
-// exercises, then its numbers; '#' starts a comment line), the digest that
-// pins whole outputs, seeded images, and injected failures.
+// Shared by the tests: tables of cases kept as text beside the tests (one
+// case a line: a word naming what the case exercises, then its numbers; '#'
+// starts a comment line), read from PAX_EXAMPLES_DIR; the digest that pins
+// whole outputs; seeded images.
 #ifndef PAX_TESTS_EXAMPLES_H
 #define PAX_TESTS_EXAMPLES_H
 
