@@ -37,7 +37,7 @@ def image_input(index, args, block, flags=0, mode=0):
 
 def main():
     out = sys.argv[1]
-    seeds = {t: {} for t in ("image_ops", "faults", "buffer", "filter_file", "values")}
+    seeds = {t: {} for t in ("image_ops", "faults", "buffer", "filter_file")}
     for i, (name, args) in enumerate(EXPORTS):
         for bits in (1, 4, 8, 24, 32):
             base = image_input(i, args, image(7, 5, bits))
@@ -58,8 +58,6 @@ def main():
         for flags in (0, 1, 3, 5):
             seeds["filter_file"][f"{n}-{flags}"] = bytes([n, flags, 10, 7]) + struct.pack(
                 f"<{len(kernel)}h", *kernel)
-    for i in range(72):
-        seeds["values"][f"{i}"] = bytes([i, 200, 100, 50, 25])
     for target, files in seeds.items():
         os.makedirs(os.path.join(out, target), exist_ok=True)
         for name, data in files.items():

@@ -5,7 +5,7 @@
 // paths (BOTH_PATHS), so each digest also says that both give the same bytes.
 // When they were pinned, the digested images agreed pixel for pixel with a
 // separate evaluation of the formulas.
-#include "adjust_support.h"
+#include "examples.h"
 #include "hue_math.h"
 
 #include <gtest/gtest.h>

@@ -57,9 +57,8 @@ static DialogDoubleCall *BeginCall(int entry, HDIB image) {
     return c;
 }
 
-// Reads (kind > 0) or, with the script's value, writes then reads the
-// pointee of a pointer argument.
-static double Pointee(DialogDoubleArgument *a, const int *set, const double *value) {
+// Reads the pointee of a pointer argument, or writes the script's value there.
+static double Pointee(const DialogDoubleArgument *a, const int *set, const double *value) {
     void *p = (void *)a->pointer;
     switch (a->kind) {
     case DD_PTR_INT16:
@@ -73,7 +72,6 @@ static double Pointee(DialogDoubleArgument *a, const int *set, const double *val
         return *(double *)p;
     case DD_PTR_BYTES3:
         for (int i = 0; set && *set && i < 3; ++i) ((BYTE *)p)[i] = (BYTE)((unsigned long)*value >> (8 * i));
-        memcpy(set ? a->bytesAfter : a->bytesBefore, p, 3);
         return 0;
     }
     return 0;
@@ -93,13 +91,11 @@ static void Pointers(DialogDoubleCall *c, int kind, int n, const void *const *po
     for (int i = 0; i < n; ++i) Arg(c, kind, 0, pointers[i]);
 }
 
-// Writes the scripted values, records them and returns the scripted result.
+// Writes the scripted values and returns the scripted result.
 static int Finish(DialogDoubleCall *c) {
-    for (int i = 0; i < c->argumentCount; ++i) {
-        DialogDoubleArgument *a = &c->arguments[i];
-        if (a->pointer) a->after = Pointee(a, &g_scripts[c->entry].set[i], &g_scripts[c->entry].value[i]);
-    }
-    return c->returned = g_scripts[c->entry].resultLessOne + 1;
+    for (int i = 0; i < c->argumentCount; ++i)
+        if (c->arguments[i].pointer) Pointee(&c->arguments[i], &g_scripts[c->entry].set[i], &g_scripts[c->entry].value[i]);
+    return g_scripts[c->entry].resultLessOne + 1;
 }
 
 ENTRY_API int ENTRY_CALL CONTRASTUI(HDIB image, short *brightness, short *contrast) {

@@ -22,8 +22,7 @@
 // called, records the image and every further argument in order (for a
 // pointer, the pointer and the value behind it; nothing is read or written
 // through a null pointer), writes the values scripted for it behind its
-// pointers, records those values again ("after"), and returns its scripted
-// result (1, confirm, unless set).
+// pointers, and returns its scripted result (1, confirm, unless set).
 //
 // State lives in the double's own module, so a test that scripts or reads
 // calls keeps the double loaded itself meanwhile (the operation under test
@@ -55,10 +54,10 @@ enum DialogDoubleEntry {
 enum DialogDoubleKind {
     DD_INT32 = 1,         // 32-bit by value: value
     DD_INT16 = 2,         // 16-bit by value: value
-    DD_PTR_INT16 = 3,     // pointer to a 16-bit signed value: before, after
-    DD_PTR_INT32 = 4,     // pointer to a 32-bit signed value: before, after
-    DD_PTR_DOUBLE = 5,    // pointer to a double: before, after
-    DD_PTR_BYTES3 = 6,    // pointer to 3 bytes: bytesBefore, bytesAfter
+    DD_PTR_INT16 = 3,     // pointer to a 16-bit signed value: before
+    DD_PTR_INT32 = 4,     // pointer to a 32-bit signed value: before
+    DD_PTR_DOUBLE = 5,    // pointer to a double: before
+    DD_PTR_BYTES3 = 6,    // pointer to 3 bytes: the pointer only
     DD_PTR_TEXT = 7,      // const char *: text (first 259 characters)
     DD_PTR_INT16_LIST = 8 // const short *, the coefficients: list, listCount
 };
@@ -70,8 +69,7 @@ typedef struct DialogDoubleArgument {
     int kind;             // DialogDoubleKind
     long long value;      // by-value argument, sign-extended
     const void *pointer;  // pointer argument as received
-    double before, after; // the scalar behind a pointer, before and after the entry wrote
-    BYTE bytesBefore[3], bytesAfter[3];
+    double before;        // the scalar behind a pointer, before the entry wrote
     char text[260];
     short list[50]; // ColorConvUI: kernelSize^2 + 1 values when the size is 3..7
     int listCount;
@@ -82,7 +80,6 @@ typedef struct DialogDoubleCall {
     HDIB image;        // the first argument
     int argumentCount; // arguments after the image
     DialogDoubleArgument arguments[DD_MAX_ARGUMENTS];
-    int returned;
 } DialogDoubleCall;
 
 // Forgets every script and recorded call: every entry confirms and writes nothing.

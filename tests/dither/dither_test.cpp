@@ -5,7 +5,7 @@
 // images, pinned by one digest per dither. The program runs twice (fast and
 // straightforward paths, BOTH_PATHS), so each digest also says that the two
 // paths give the same bytes.
-#include "adjust_support.h"
+#include "examples.h"
 #include "block_dither.h"
 #include "ordered_dither.h"
 
@@ -44,8 +44,6 @@ constexpr int G(int g) { return g * 0x010101; } // grey g as 0xRRGGBB
 
 // The rows of examples.txt that start with `kind`.
 std::vector<Example> Examples(const std::string &kind) { return ReadExamples("examples.txt", kind); }
-
-DWORD &Status() { return GetThreadState()->imageStatus; }
 
 // An image from data. Pixels are listed in stored order, the first stored row
 // first (one value fills the image): 0xRRGGBB at 24 bits, indices at 4 and 8.
@@ -86,11 +84,11 @@ TEST(DitherExamples, HandDerivedResults) {
         const int arg = c.I(1), w = c.I(3), h = c.I(4), bits = m.group == 3 ? 1 : arg, rows = std::abs(h);
         SCOPED_TRACE(c.line);
         HGLOBAL image = Image(c.I(2), w, h, c.fields[0], c.fields[1]);
-        Status() = 99;
+        GetThreadState()->imageStatus = 99;
         std::vector<BYTE> out = Consume(m.dither(image, arg));
         GlobalFree(image);
         ASSERT_FALSE(out.empty());
-        EXPECT_EQ(Status(), DWORD{IMS_OK});
+        EXPECT_EQ(GetThreadState()->imageStatus, DWORD{IMS_OK});
         const DWORD s = DWORD((w * bits + 31) / 32 * 4), colours = 1u << bits;
         const DWORD header[10] = {40, DWORD(w), DWORD(h), 1u | DWORD(bits) << 16, 0, s * rows, 1234, 5678, colours, 0};
         ASSERT_EQ(out.size(), 40 + 4 * colours + s * rows);

@@ -5,9 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <condition_variable>
-#include <cstring>
 #include <mutex>
-#include <string>
 #include <thread>
 
 #ifdef _WIN32
@@ -20,15 +18,8 @@ static void *Symbol(Library l, const char *name) {
 static void CloseLibrary(Library l) { FreeLibrary(l); }
 #else
 #include <dlfcn.h>
-#include <unistd.h>
 using Library = void *;
-static Library OpenLibrary() {
-    char exe[4096];
-    ssize_t n = readlink("/proc/self/exe", exe, sizeof exe - 1);
-    std::string dir = n > 0 ? std::string(exe, static_cast<size_t>(n)) : std::string("./x");
-    dir = dir.substr(0, dir.find_last_of('/') + 1);
-    return dlopen((dir + "libPAXIMGUser.so").c_str(), RTLD_NOW | RTLD_LOCAL);
-}
+static Library OpenLibrary() { return dlopen("./libPAXIMGUser.so", RTLD_NOW | RTLD_LOCAL); } // run in bin/
 static void *Symbol(Library l, const char *name) { return dlsym(l, name); }
 static void CloseLibrary(Library l) { dlclose(l); }
 #endif

@@ -1,6 +1,5 @@
 // Per-thread status records and the version text.
 #include "census.h"
-#include "dib_builder.h"
 #include "thread_state.h"
 
 #include <gtest/gtest.h>
@@ -8,7 +7,6 @@
 #include <cstring>
 #include <string>
 #include <thread>
-#include <vector>
 
 #ifndef _WIN32
 #include "win32lite_test.h"
@@ -16,29 +14,8 @@
 
 namespace {
 
-// A thread's first read finds a zeroed record, which then stays the same
-// between calls and holds that thread's own code while another thread
-// stores a different one.
-TEST(ThreadState, EachThreadHasItsOwnRecord) {
-    const DWORD codes[] = {CCE_BADMODEL, CCE_NOPROGRESS};
-    DWORD seen[2] = {};
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 2; ++i)
-        threads.emplace_back([&, i] {
-            EXPECT_EQ(GetLastColorConvertError(), 0u);
-            ThreadState *s = GetThreadState();
-            const ThreadState zero = {};
-            EXPECT_EQ(std::memcmp(s, &zero, sizeof zero), 0);
-            s->convertError = codes[i];
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-            EXPECT_EQ(GetThreadState(), s);
-            seen[i] = GetLastColorConvertError();
-        });
-    for (std::thread &t : threads) t.join();
-    EXPECT_EQ(paxtest::CceName(seen[0]), "CCE_BADMODEL");
-    EXPECT_EQ(paxtest::CceName(seen[1]), "CCE_NOPROGRESS");
-}
-
+// Each thread's own record and code: threads_test.cpp (every export on eight
+// threads) and library_load_test.cpp (a zeroed record on a thread's first call).
 #ifndef _WIN32
 TEST(ThreadState, RecordIsFreedWhenItsThreadEnds) {
     paxtest::Snapshot before = paxtest::TakeSnapshot();

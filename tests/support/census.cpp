@@ -12,14 +12,6 @@
 
 namespace paxtest {
 
-bool HaveCensus() {
-#ifdef _WIN32
-    return false;
-#else
-    return true;
-#endif
-}
-
 Snapshot TakeSnapshot() {
     GetThreadState(); // the thread's record exists before any count is taken
     Snapshot s;
@@ -86,10 +78,6 @@ SweepCounts SweepFailures(const std::function<std::vector<HGLOBAL>()> &op, const
     (void)op, (void)callerBlocks, (void)callerChanges, (void)check;
 #endif
     return counts;
-}
-
-SweepCounts SweepFailures(const std::function<HGLOBAL()> &op, const std::vector<HGLOBAL> &callerBlocks) {
-    return SweepFailures([&] { return std::vector<HGLOBAL>{op()}; }, callerBlocks, false);
 }
 
 } // namespace paxtest

@@ -15,7 +15,11 @@
 namespace paxtest {
 
 // True where the stand-in's census and fault injection exist.
-bool HaveCensus();
+#ifdef _WIN32
+inline bool HaveCensus() { return false; }
+#else
+inline bool HaveCensus() { return true; }
+#endif
 
 // Snapshot of live blocks and locks; compare before and after a call.
 struct Snapshot {
@@ -41,9 +45,6 @@ enum class FailureKind { Allocation, Lock, FileOpen, AllocationsFrom }; // the l
 SweepCounts SweepFailures(const std::function<std::vector<HGLOBAL>()> &op, const std::vector<HGLOBAL> &callerBlocks,
                           bool callerChanges = false,
                           const std::function<void(FailureKind, long n, const std::vector<HGLOBAL> &)> &check = {});
-
-// Same, for an operation that returns one image handle (or null).
-SweepCounts SweepFailures(const std::function<HGLOBAL()> &op, const std::vector<HGLOBAL> &callerBlocks);
 
 } // namespace paxtest
 

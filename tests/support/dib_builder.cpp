@@ -44,25 +44,6 @@ HGLOBAL MakeDib(int width, int height, int bits,
     return block;
 }
 
-HGLOBAL MakeDib24(int width, int height, const std::function<Rgb(int, int)> &colour,
-                  BYTE padByte) {
-    return MakeDib(
-        width, height, 24,
-        [&](int x, int y, int k) {
-            Rgb c = colour(x, y);
-            return k == 0 ? c.b : k == 1 ? c.g : c.r;
-        },
-        -1, padByte);
-}
-
-HGLOBAL MakeRandomDib24(int width, int height, uint32_t seed) {
-    Rng rng(seed);
-    std::vector<Rgb> px(static_cast<size_t>(width) * height);
-    for (auto &c : px) c = Rgb{rng.Byte(), rng.Byte(), rng.Byte()};
-    return MakeDib24(width, height,
-                     [&](int x, int y) { return px[static_cast<size_t>(y) * width + x]; });
-}
-
 std::vector<BYTE> BlockBytes(HGLOBAL block) {
     std::vector<BYTE> out(GlobalSize(block));
     if (out.empty()) return out;
@@ -71,13 +52,6 @@ std::vector<BYTE> BlockBytes(HGLOBAL block) {
     std::memcpy(out.data(), p, out.size());
     GlobalUnlock(block);
     return out;
-}
-
-BITMAPINFOHEADER HeaderOf(HGLOBAL block) {
-    BITMAPINFOHEADER h = {};
-    std::vector<BYTE> bytes = BlockBytes(block);
-    if (bytes.size() >= sizeof h) std::memcpy(&h, bytes.data(), sizeof h);
-    return h;
 }
 
 Rgb Pixel24(HGLOBAL image, int x, int y) {

@@ -24,18 +24,8 @@ HGLOBAL MakeDib(int width, int height, int bits,
                 const std::function<BYTE(int x, int y, int byteInPixel)> &fill,
                 int colourTableEntries = -1, BYTE padByte = 0, DWORD compression = 0);
 
-// A 24-bit image from RGB values, rows given top first.
-HGLOBAL MakeDib24(int width, int height, const std::function<Rgb(int x, int y)> &colour,
-                  BYTE padByte = 0);
-
-// Seeded pseudo-random 24-bit image.
-HGLOBAL MakeRandomDib24(int width, int height, uint32_t seed);
-
 // Whole block as bytes (locks and unlocks).
 std::vector<BYTE> BlockBytes(HGLOBAL block);
-
-// Header of a block (copied).
-BITMAPINFOHEADER HeaderOf(HGLOBAL block);
 
 // Pixel (x, y) of a 24-bit image as RGB, y = 0 the top row.
 Rgb Pixel24(HGLOBAL image, int x, int y);

@@ -1,6 +1,7 @@
 #include "image_exports.h"
 
 #include "dialog_double_control.h"
+#include "dib_builder.h"
 
 #include <algorithm>
 #include <cstring>
@@ -16,10 +17,15 @@ using P = ProgressShape;
 HDIB Convert(HDIB im, const Args &g, Outcome &) {
     return ConvertDIBColorSpace(im, g.a[0], g.a[1], g.mode, g.owner);
 }
+// a[1] nonzero: no array. A failed split leaves the array as it was, or
+// (once it has begun to make the outputs) its first three entries null.
 HDIB Split(HDIB im, const Args &g, Outcome &o) {
-    HGLOBAL channels[4] = {};
-    o.value = SplitColorChannels(im, channels, static_cast<BYTE>(g.a[0]));
+    HGLOBAL const unwritten = reinterpret_cast<HGLOBAL>(0x1234);
+    HGLOBAL channels[4] = {unwritten, unwritten, unwritten, unwritten};
+    o.value = SplitColorChannels(im, g.a[1] ? nullptr : channels, static_cast<BYTE>(g.a[0]));
     for (long k = 0; k < o.value && k < 4; ++k) o.results.push_back(channels[k]);
+    if (!o.value && channels[0] != unwritten)
+        o.arrayCleared = !channels[0] && !channels[1] && !channels[2] ? 1 : -1;
     return nullptr;
 }
 HDIB HueSaturation(HDIB im, const Args &g, Outcome &) {
@@ -27,14 +33,16 @@ HDIB HueSaturation(HDIB im, const Args &g, Outcome &) {
                               g.mode, g.owner);
 }
 HDIB Desat(HDIB im, const Args &g, Outcome &) { return Desaturate(im, g.mode, g.owner); }
-HDIB Replace(HDIB im, const Args &g, Outcome &) {
+HDIB Replace(HDIB im, const Args &g, Outcome &o) {
     BYTE target[3], tolerance[3];
     for (int i = 0; i < 3; ++i) {
         target[i] = static_cast<BYTE>(g.a[0] >> (8 * i));
         tolerance[i] = static_cast<BYTE>(g.a[1] >> (8 * i));
     }
-    return ReplaceColor(im, g.a[5] & 1 ? nullptr : target, g.a[5] & 2 ? nullptr : tolerance, g.a[2], g.a[3],
-                        g.a[4], g.mode, g.owner);
+    HDIB r = ReplaceColor(im, g.a[5] & 1 ? nullptr : target, g.a[5] & 2 ? nullptr : tolerance, g.a[2], g.a[3],
+                          g.a[4], g.mode, g.owner);
+    o.value = target[0] != BYTE(g.a[0]) || tolerance[0] != BYTE(g.a[1]) ? -1 : 0; // the caller's colours written
+    return r;
 }
 HDIB Levels(HDIB im, const Args &g, Outcome &) {
     return ColorCMYKLevels(im, g.a[0], g.a[1], g.a[2], g.a[3], g.mode, g.owner);
@@ -62,7 +70,7 @@ std::vector<ImageExport> Build() {
     const std::vector<DWORD> noCopy = {CCE_NONE, CCE_NOMEMORY}, ims = {IMS_NOMEMORY, IMS_LOCKFAILED};
     const std::vector<DWORD> convolution = {IMS_NOMEMORY, IMS_LOCKFAILED, IMS_BADPARAM};
     std::vector<ImageExport> t = {
-        {"ConvertDIBColorSpace RGB to HSV", Convert, C::ConvertError, 24, 0, A({MODEL_RGB, MODEL_HSV}),
+        {"ConvertDIBColorSpace/RGB-HSV", Convert, C::ConvertError, 24, 0, A({MODEL_RGB, MODEL_HSV}),
          M::ProgressFlag, -1, P::Bytes1500, false, noCopy},
         {"SplitColorChannels", Split, C::ConvertError, 24, 0, A({MODEL_HSI}), M::None, -1, P::None, false,
          {CCE_NONE, CCE_NOMEMORY, CCE_BADMODEL, CCE_CONVERTFAILED}},
@@ -77,9 +85,9 @@ std::vector<ImageExport> Build() {
          P::None, false, ims},
         {"GammaCorrection", Gamma, C::ConvertError, 24, 0, A({150, 80, 120}), M::Mode, DD_GAMMA,
          P::Columns5Rounded, false, noCopy},
-        {"ColorConvolution new image", Convolve<1>, C::ErrorVariable, 24, 0, A({1, CONV_SHARPEN, 3}), M::Mode,
+        {"ColorConvolution/new-image", Convolve<1>, C::ErrorVariable, 24, 0, A({1, CONV_SHARPEN, 3}), M::Mode,
          DD_CONVOLUTION, P::Rows5, false, convolution},
-        {"ColorConvolution in place", Convolve<0>, C::ErrorVariable, 24, 0, A({1, CONV_SHARPEN, 3}), M::Mode,
+        {"ColorConvolution/in-place", Convolve<0>, C::ErrorVariable, 24, 0, A({1, CONV_SHARPEN, 3}), M::Mode,
          DD_CONVOLUTION, P::Rows5, true, convolution},
     };
     const std::pair<const char *, HDIB (*)(HDIB, const Args &, Outcome &)> dithers[] = {
@@ -92,9 +100,9 @@ std::vector<ImageExport> Build() {
     t.push_back({"DitherOrdered", Dither<DitherOrdered>, C::ImageStatus, 8, 0, A({3}), M::None, -1, P::None, false,
                  {kUntouched, IMS_NOMEMORY, IMS_LOCKFAILED}});
     // Two more shapes of the image conversion: into CMYK, and from it.
-    t.push_back({"ConvertDIBColorSpace RGB to CMYK", Convert, C::ConvertError, 24, 0, A({MODEL_RGB, MODEL_CMYK}),
+    t.push_back({"ConvertDIBColorSpace/RGB-CMYK", Convert, C::ConvertError, 24, 0, A({MODEL_RGB, MODEL_CMYK}),
                  M::ProgressFlag, -1, P::Bytes1500, false, {CCE_NONE, CCE_NOCMYKIMAGE}});
-    t.push_back({"ConvertDIBColorSpace CMYK to LAB", Convert, C::ConvertError, 32, 12, A({MODEL_CMYK, MODEL_LAB}),
+    t.push_back({"ConvertDIBColorSpace/CMYK-LAB", Convert, C::ConvertError, 32, 12, A({MODEL_CMYK, MODEL_LAB}),
                  M::ProgressFlag, -1, P::Bytes1500, false, {CCE_NONE}});
     return t;
 }
@@ -132,29 +140,14 @@ Args WithMode(const ImageExport &e, int mode, HWND owner) {
     return g;
 }
 
-HGLOBAL MakeImageFor(const ImageExport &e, int w, int h, uint32_t seed) {
-    const int64_t stride = (static_cast<int64_t>(w) * e.depth + 31) / 32 * 4;
-    const int entries = e.depth <= 8 ? 1 << e.depth : 0;
-    HGLOBAL block = GlobalAlloc(GHND, static_cast<SIZE_T>(40 + 4 * entries + stride * h));
-    BYTE *p = static_cast<BYTE *>(GlobalLock(block));
-    const BITMAPINFOHEADER hd = {40, w, h, 1, static_cast<WORD>(e.depth), e.compression,
-                                 static_cast<DWORD>(stride * h), 0, 0, 0, 0};
-    std::memcpy(p, &hd, sizeof hd);
-    for (int i = 0; i < entries; ++i) std::memset(p + 40 + 4 * i, i * 255 / (entries - 1), 3);
-    uint32_t s = 0x9E3779B9u * (seed | 1);
-    for (int64_t i = 0; i < stride * h; ++i) {
-        s ^= s << 13, s ^= s >> 17, s ^= s << 5;
-        p[40 + 4 * entries + i] = static_cast<BYTE>(s >> 24);
-    }
-    GlobalUnlock(block);
-    return block;
+HGLOBAL MakeImageFor(const ImageExport &e, int w, int h, uint32_t seed, int entries) {
+    Rng rng(0x9E3779B9u * (seed | 1));
+    return MakeDib(w, h, e.depth, [&](int, int, int) { return rng.Byte(); }, entries, 0, e.compression);
 }
 
 uint64_t BlockDigest(HGLOBAL block) {
     uint64_t h = 1469598103934665603ull;
-    const BYTE *p = static_cast<const BYTE *>(GlobalLock(block));
-    for (SIZE_T i = 0, n = p ? GlobalSize(block) : 0; i < n; ++i) h = (h ^ p[i]) * 1099511628211ull;
-    if (p) GlobalUnlock(block);
+    for (BYTE b : BlockBytes(block)) h = (h ^ b) * 1099511628211ull;
     return h;
 }
 

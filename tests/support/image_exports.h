@@ -24,7 +24,8 @@ enum class ProgressShape { None, Bytes1500, Columns5, Columns5Rounded, Rows5 };
 // How a mode 0..3 (bit 0 progress, bit 1 parameter dialog) reaches the export.
 enum class ModeArg { None, Mode, ProgressFlag, DialogFlag };
 
-// Scalar arguments in the export's order (the image first). Replace colour:
+// Scalar arguments in the export's order (the image first). Split: a[0] the
+// model, a[1] nonzero for a null array. Replace colour:
 // a[0] target and a[1] tolerance as 0xBBGGRR-packed bytes, a[5] bit 0 null
 // target, bit 1 null tolerance. Convolution: a[0] intensity mode, a[1] type,
 // a[2] size, a[3] which built-in coefficient list (type 1).
@@ -38,9 +39,10 @@ struct Args {
 struct Outcome {
     std::vector<HGLOBAL> results; // new blocks the caller owns (never its own)
     bool returnedCaller = false;  // the caller's own handle came back
-    long value = 0;               // the channel count of a split
+    long value = 0;               // a split's channel count; -1: ReplaceColor wrote the caller's colours
     DWORD convertError = 0;       // GetLastColorConvertError right after the call
     int errorCode = -1;           // the convolution's status variable
+    int arrayCleared = 0;         // a failed split: 1 cleared its array, -1 wrote it otherwise
     bool ok() const { return returnedCaller || !results.empty(); }
 };
 
@@ -76,8 +78,9 @@ Outcome Invoke(const ImageExport &e, HDIB image, const Args &args);
 Args WithMode(const ImageExport &e, int mode, HWND owner = nullptr);
 
 // A valid image for the export: w x h pixels of its depth and tag, a grey
-// table below 16 bits, bytes from a seed.
-HGLOBAL MakeImageFor(const ImageExport &e, int w, int h, uint32_t seed = 1);
+// table below 16 bits (or of `entries`, named by biClrUsed), pixel bytes from
+// a seed (zero padding).
+HGLOBAL MakeImageFor(const ImageExport &e, int w, int h, uint32_t seed = 1, int entries = -1);
 
 // FNV-1a over the bytes of a block (locks and unlocks it).
 uint64_t BlockDigest(HGLOBAL block);

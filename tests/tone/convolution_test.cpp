@@ -10,7 +10,7 @@
 // up at the border, the last ring row is overwritten, the intensities travel
 // with the centre row; sizes an engine does not serve change nothing. The
 // quotient of every sum.
-#include "adjust_support.h"
+#include "examples.h"
 #include "convolution.h"
 
 #include <gtest/gtest.h>
@@ -134,7 +134,7 @@ TEST(Convolution, WorkedImages) {
             const uint32_t p = static_cast<uint32_t>(e.v[i]);
             return Rgb{BYTE(p >> 16), BYTE(p >> 8), BYTE(p)};
         };
-        HGLOBAL image = MakeDib24(w, h, [&](int x, int y) { return pixel(at + (h - 1 - y) * w + x); });
+        HGLOBAL image = MakeDib(w, h, 24, [&](int x, int y, int k) { return BYTE(int(e.v[at + (h - 1 - y) * w + x]) >> 8 * k); });
         HDIB out = Filter(image, 1, e.I(2), type, n, std::vector<short>(e.v.begin() + 5, e.v.begin() + at)).result;
         ASSERT_NE(out, nullptr);
         for (int i = 0; i < w * h; ++i) EXPECT_TRUE(Pixel24(out, i % w, h - 1 - i / w) == pixel(at + w * h + i)) << i;
@@ -154,26 +154,25 @@ TEST(Convolution, CheckCodes) {
             EXPECT_EQ(o.result != nullptr, accepted);
             GlobalFree(o.result);
         }
+    // As an array and (n 3 and 5) from a filter file, or a file only; into a
+    // new image and in place, the caller's image untouched when refused.
     for (const Example &e : ReadExamples("convolution.txt", "limit")) {
         const int n = e.I(1);
         std::vector<short> k(static_cast<size_t>(n * n + 1), 0);
         k[n * n] = static_cast<short>(e.I(2));
         for (size_t i = 3; i + 1 < e.v.size(); i += 2) k[e.I(i)] = static_cast<short>(e.I(i + 1));
-        for (int type : {CONV_KERNEL, CONV_FILE}) {
-            const Outcome o = Filter(image, 1, 0, type, n, k, type == CONV_FILE && n < 7 ? FilterFile(LittleEndian(k)) : nullptr);
-            EXPECT_EQ(o.code, type == CONV_FILE && n == 7 ? double{IMS_BADPARAM} : e.v[0]) << e.line << ", type " << type;
-            GlobalFree(o.result);
-        }
+        std::vector<BYTE> bytes = LittleEndian(k);
+        if (!e.fields.empty()) bytes.resize(bytes.size() + e.fields[0].at(0), 127);
+        for (int type : {CONV_KERNEL, CONV_FILE})
+            for (int newImage : {1, 0}) {
+                if (type == CONV_KERNEL && !e.fields.empty()) continue;
+                const std::vector<BYTE> before = BlockBytes(image);
+                const Outcome o = Filter(image, newImage, 0, type, n, k, type == CONV_FILE && n < 7 ? FilterFile(bytes) : nullptr);
+                EXPECT_EQ(o.code, type == CONV_FILE && n == 7 ? double{IMS_BADPARAM} : e.v[0]) << e.line << ", type " << type;
+                EXPECT_TRUE(o.code == IMS_OK || BlockBytes(image) == before) << e.line;
+                if (o.result != image) GlobalFree(o.result);
+            }
     }
-    for (const Example &e : ReadExamples("convolution.txt", "file"))
-        for (int newImage : {1, 0}) {
-            const std::vector<BYTE> before = BlockBytes(image);
-            const Outcome o = Filter(image, newImage, 0, CONV_FILE, e.I(1), {},
-                                     FilterFile(std::vector<BYTE>(e.v.begin() + 2, e.v.end())));
-            EXPECT_EQ(o.code, e.v[0]) << e.line;
-            EXPECT_TRUE(o.code == IMS_OK || BlockBytes(image) == before) << e.line;
-            if (o.result != image) GlobalFree(o.result);
-        }
     EXPECT_EQ(Filter(image, 1, 0, CONV_FILE, 3, {}, "no_such_filter.flt").code, IMS_BADPARAM);
     EXPECT_EQ(Filter(image, 1, 0, CONV_KERNEL, 3).code, IMS_BADPARAM); // no array
     EXPECT_EQ(ColorConvolution(image, 1, 0, CONV_MEAN, 3, nullptr, nullptr, nullptr, 0, nullptr), nullptr);
@@ -192,7 +191,7 @@ TEST(Convolution, CheckCodes) {
 // (Injected failures: the export table's sweep.)
 #ifndef _WIN32
 TEST(Convolution, FilterFileOnDescriptorZero) {
-    HGLOBAL image = MakeRandomDib24(9, 7, 14);
+    HGLOBAL image = SeededImage(9, 7, 24, 14);
     const char *identity = FilterFile({0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
     const int savedInput = dup(0);
     close(0);

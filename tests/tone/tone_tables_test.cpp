@@ -7,7 +7,7 @@
 // checks and failures are the export table's. The program runs on the
 // fast and the straightforward paths (BOTH_PATHS), so the digests say that
 // both give the same bytes.
-#include "adjust_support.h"
+#include "examples.h"
 
 #include <gtest/gtest.h>
 

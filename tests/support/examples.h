@@ -1,9 +1,9 @@
-// Shared by the adjustment and tone tests: tables of worked examples kept as
-// text beside the tests (one case a line: a word naming what the case
-// exercises, then its numbers; '#' starts a comment line), the digest that
-// pins whole outputs, seeded images, and injected failures.
-#ifndef PAX_TESTS_ADJUST_SUPPORT_H
-#define PAX_TESTS_ADJUST_SUPPORT_H
+// Shared by the tests: tables of cases kept as text beside the tests (one
+// case a line: a word naming what the case exercises, then its numbers; '#'
+// starts a comment line), read from PAX_EXAMPLES_DIR; the digest that pins
+// whole outputs; seeded images.
+#ifndef PAX_TESTS_EXAMPLES_H
+#define PAX_TESTS_EXAMPLES_H
 
 #include "dib_builder.h"
 #include "thread_state.h"
@@ -124,7 +124,8 @@ inline HGLOBAL SeededImage(int w, int h, int bits, uint32_t seed, int entries = 
 
 // The pixel that op makes of a one-pixel image of `in`.
 inline Rgb OnePixel(Rgb in, const std::function<HDIB(HDIB)> &op) {
-    HDIB image = MakeDib24(1, 1, [in](int, int) { return in; }), out = op(image);
+    HDIB image = MakeDib(1, 1, 24, [in](int, int, int k) { return k == 0 ? in.b : k == 1 ? in.g : in.r; });
+    HDIB out = op(image);
     const Rgb p = out ? Pixel24(out, 0, 0) : Rgb{1, 2, 3};
     GlobalFree(out);
     GlobalFree(image);
