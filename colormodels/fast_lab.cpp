@@ -85,8 +85,10 @@ constexpr double kRootMargin = 1e-6, kCubeMargin = 1e-7;
 constexpr double kLinearOffset = 0.13793103448275862;
 // Divisions by constants become multiplications by their rounded reciprocals.
 constexpr double kInverseWhiteX = 1 / kLabWhiteX, kInverseWhiteZ = 1 / kLabWhiteZ;
-constexpr double kAScale = 500.0 * 255, kBScale = 200.0 * 255;
-constexpr double kInverseADivisor = 1 / kLabADivisor, kInverseBDivisor = 1 / kLabBDivisor;
+// The bytes before truncation as one multiplication and one addition.
+constexpr double kLScale = 116 * 2.55, kLOffset = 16 * 2.55, kLLinear = 903.3 * 2.55;
+constexpr double kAScale = 500.0 * 255 / kLabADivisor, kAOffset = kLabAOffset / kLabADivisor;
+constexpr double kBScale = 200.0 * 255 / kLabBDivisor, kBOffset = kLabBOffset / kLabBDivisor;
 constexpr double kBelowThreshold = kLabThreshold * (1 - 1e-12), kAboveThreshold = kLabThreshold * (1 + 1e-12);
 
 // The L byte of Y, by the operations of the single-value conversion.
@@ -191,12 +193,12 @@ template <class D> PAX_INLINE D CubeRoot(D t) {
     constexpr double kTwo52 = 4503599627370496.0;
     const D high = reinterpret_cast<D>((reinterpret_cast<U>(t) >> 32) | 0x4330000000000000ull) - kTwo52;
     const D word = (0x553EF0FF + kTwo52) - high * (1.0 / 3);
-    D r = reinterpret_cast<D>(reinterpret_cast<U>(word) << 32);
-    for (int step = 0; step < 2; ++step) {
-        const D e = 1.0 - t * (r * r * r);
-        r = r + r * (e * ((1.0 / 3) + e * (2.0 / 9)));
-    }
-    return t * r * r;
+    const D r0 = reinterpret_cast<D>(reinterpret_cast<U>(word) << 32);
+    const D e0 = 1.0 - t * (r0 * r0 * r0);
+    const D r1 = r0 + r0 * (e0 * ((1.0 / 3) + e0 * (2.0 / 9)));
+    const D q = t * (r1 * r1);
+    const D e1 = 1.0 - q * r1;
+    return q + q * (e1 * ((2.0 / 3) + e1 * (5.0 / 9)));
 }
 
 template <class D> PAX_INLINE D Clamp(D v) {
@@ -223,18 +225,41 @@ struct Decided {
 
 // The pixels are taken in three passes over the block, each a loop of
 // independent groups, so that the long chains of the roots overlap.
-// First the tristimulus values of a group from the RGB doubles r, g, b.
-template <class D> PAX_INLINE void LabArguments(D r, D g, D b, Decided &d, int p) {
-    const D x = g * 0.174 + r * 0.607 + b * 0.2;
-    const D y = g * 0.587 + r * 0.299 + b * 0.114;
-    const D z = g * 0.066 + b * 0.116;
-    const D t[3] = {x * kInverseWhiteX, y, z * kInverseWhiteZ};
+// First the arguments of the roots of a group: X / white X, Y, Z / white Z.
+template <class D> PAX_INLINE void LabArguments(D tx, D y, D tz, Decided &d, int p) {
+    const D t[3] = {tx, y, tz};
     // Roots only above the threshold; 1 elsewhere keeps the steps finite.
     for (int k = 0; k < 3; ++k) {
         std::memcpy(d.t[k] + p, &t[k], sizeof t[k]);
         const D arg = t[k] > kLabThreshold ? t[k] : Splat<D>(1);
         std::memcpy(d.root[k] + p, &arg, sizeof arg);
     }
+}
+
+// From RGB doubles: the very tristimulus values of the single-value code.
+template <class D> PAX_INLINE void LabArgumentsOfUnit(D r, D g, D b, Decided &d, int p) {
+    const D x = g * 0.174 + r * 0.607 + b * 0.2;
+    const D y = g * 0.587 + r * 0.299 + b * 0.114;
+    const D z = g * 0.066 + b * 0.116;
+    LabArguments(x * kInverseWhiteX, y, z * kInverseWhiteZ, d, p);
+}
+
+// From RGB bytes: the bytes times the coefficients over 255 (and over the
+// white point), all terms positive: within 1.4e-15 (relative) of the values
+// of the single-value code (see the top of the file).
+template <class D> PAX_INLINE D FromBytes(const BYTE *p) {
+    using I = IntLanes<D>;
+    if constexpr (kLanes<D> == 2)
+        return __builtin_convertvector((I{p[0], p[1]}), D);
+    else
+        return __builtin_convertvector((I{p[0], p[1], p[2], p[3]}), D);
+}
+template <class D> PAX_INLINE void LabArgumentsOfBytes(const BYTE *const rgb[3], Decided &d, int p) {
+    constexpr double kX[3] = {0.607 / 255 / kLabWhiteX, 0.174 / 255 / kLabWhiteX, 0.2 / 255 / kLabWhiteX};
+    constexpr double kY[3] = {0.299 / 255, 0.587 / 255, 0.114 / 255};
+    constexpr double kZ[2] = {0.066 / 255 / kLabWhiteZ, 0.116 / 255 / kLabWhiteZ};
+    const D r = FromBytes<D>(rgb[0] + p), g = FromBytes<D>(rgb[1] + p), b = FromBytes<D>(rgb[2] + p);
+    LabArguments(g * kX[1] + r * kX[0] + b * kX[2], g * kY[1] + r * kY[0] + b * kY[2], g * kZ[0] + b * kZ[1], d, p);
 }
 
 template <class D> PAX_INLINE void LabRoots(Decided &d, int n) {
@@ -252,15 +277,16 @@ template <class D> PAX_INLINE void LabValues(Decided &d, int p, IntLanes<D> &und
     const D fx = tx > kLabThreshold ? Load<D>(d.root[0] + p) : tx * 7.787 + kLinearOffset;
     const D fy = aboveY ? fy0 : y * 7.787 + kLinearOffset;
     const D fz = tz > kLabThreshold ? Load<D>(d.root[2] + p) : tz * 7.787 + kLinearOffset;
-    const D lstar = aboveY ? fy0 * 116.0 - 16.0 : y * 903.3;
-    D va = ((fx - fy) * kAScale + kLabAOffset) * kInverseADivisor;
-    const D vb = ((fy - fz) * kBScale + kLabBOffset) * kInverseBDivisor;
+    const D vl = aboveY ? fy0 * kLScale - kLOffset : y * kLLinear;
+    D va = (fx - fy) * kAScale + kAOffset;
+    const D vb = (fy - fz) * kBScale + kBOffset;
     // A white-point quotient within a hair of the threshold could fall on the
     // other side of it than the exact one: a whole number is never decided.
     const auto nearX = (tx > kBelowThreshold) & (tx < kAboveThreshold);
+    const auto nearY = (y > kBelowThreshold) & (y < kAboveThreshold);
     const auto nearZ = (tz > kBelowThreshold) & (tz < kAboveThreshold);
-    va = (nearX | nearZ) ? Splat<D>(100) : va;
-    const IntLanes<D> l = Decide(lstar * 2.55, kRootMargin, d.value[0] + p);
+    va = (nearX | nearY | nearZ) ? Splat<D>(100) : va;
+    const IntLanes<D> l = Decide(vl, kRootMargin, d.value[0] + p);
     const IntLanes<D> ab = Decide(va, kRootMargin, d.value[1] + p) | Decide(vb, kRootMargin, d.value[2] + p);
     Store(d.lightness + p, l);
     Store(d.pixel + p, ab);
@@ -300,7 +326,7 @@ template <class D> PAX_INLINE void LabOfUnit(UnitPlanes &u, BytePlanes &out, int
     for (int p = n; p % kLanes<D>; ++p) u.c[0][p] = u.c[1][p] = u.c[2][p] = 0; // whole groups
     Decided d;
     for (int p = 0; p < n; p += kLanes<D>)
-        LabArguments(Load<D>(u.c[0] + p), Load<D>(u.c[1] + p), Load<D>(u.c[2] + p), d, p);
+        LabArgumentsOfUnit(Load<D>(u.c[0] + p), Load<D>(u.c[1] + p), Load<D>(u.c[2] + p), d, p);
     FinishLab(d, LabDecide<D>(d, n), out, n, [&](int p) { return UnitRGB{u.c[0][p], u.c[1][p], u.c[2][p]}; });
 }
 
@@ -311,10 +337,10 @@ template <class D> PAX_INLINE void LabOfRgb(const BytePlanes &in, BytePlanes &ou
         std::memcpy(rgb[k], in.c[k], n);
         std::memset(rgb[k] + n, 0, 4);
     }
+    const BYTE *const planes[3] = {rgb[0], rgb[1], rgb[2]};
     Decided d;
     for (int p = 0; p < n; p += kLanes<D>)
-        LabArguments(FromTable<D>(tab.unit, rgb[0] + p), FromTable<D>(tab.unit, rgb[1] + p),
-                     FromTable<D>(tab.unit, rgb[2] + p), d, p);
+        LabArgumentsOfBytes<D>(planes, d, p);
     FinishLab(d, LabDecide<D>(d, n), out, n,
               [&](int p) { return UnitRGB{tab.unit[rgb[0][p]], tab.unit[rgb[1][p]], tab.unit[rgb[2][p]]}; });
 }
