@@ -3,63 +3,68 @@
 // bound cannot decide. The loops work on two doubles at a time (SSE2) or four
 // (AVX2), with the same operations in every lane.
 //
-// Into LAB (from RGB bytes, and from RGB doubles on the conversions that carry
-// them): the tristimulus values are the same doubles as in the single-value
-// code (same operations, same order).
-// The correctly rounded powers t^0.3333333333333333 are replaced by cube roots
-// c = t r r, r an approximation of t^(-1/3):
-//   r0: from the high word h of the bits of t, the word K - h / 3 (K =
-//       0x553EF0FF; h / 3 formed in doubles and the difference rounded to a
-//       whole number) as the high word of r0, the low word zero. Over every
-//       high word of an argument in (0.008856, 1], with either end of its low
-//       word, r0 t^(1/3) = 1 + e0 with |e0| < 0.03425.
-//   two steps r <- r + r (e / 3 + 2 e^2 / 9), e = 1 - t r^3: the first three
-//       terms of r (1 - e)^(-1/3), which is t^(-1/3) itself. With
-//       r = t^(-1/3) (1 + eps), e = 1 - (1 + eps)^3, and
-//       1 + eps' = (1 + eps) (1 + e / 3 + 2 e^2 / 9), a polynomial in eps:
-//       its largest size over |eps| < 0.03425 (at an end) is 1.98e-4 after
-//       the first step and 3.6e-11 after the second.
-// Rounding: t r^3 lies within 6e-4 of 1 before the last step, and is formed
-// with three roundings, so e is off by under 3.4e-16 (1 - t r^3 itself is
-// exact); the correction is below 2e-4 of r and its own roundings are
-// negligible; the last addition rounds once: r = t^(-1/3) (1 + eps),
-// |eps| < 3.6e-11 + 2.5e-16. Then t r r rounds twice more, so
-// |c - t^(1/3)| < (7.2e-11 + 8e-16) t^(1/3), under 7.3e-11 (t <= 1). The
-// argument t of a white-point quotient is X times the rounded reciprocal of
-// the white point, within two units in the last place of the quotient of the
-// single-value code, which moves the root by under 2e-16 (relative); and the
-// correctly rounded power differs from t^(1/3) by less than
-// |ln t| * 2^-54 / 3 * t^(1/3) < 3e-16. So every approximated root lies
-// within delta = 7.4e-11 of the one the single-value code uses. Where a
-// white-point quotient lies within 1e-12 (relative) of the threshold, the
-// side it falls on could differ from the exact one's, and the pixel is left
-// to the single-value code. Below the threshold the linear segment is the
-// same expression; Y is the very same double, so its side is always right.
+// Into LAB. The arguments of the roots: from RGB doubles (the conversions
+// that carry them), the tristimulus values are the same doubles as in the
+// single-value code (same operations, same order), and X and Z are multiplied
+// by the rounded reciprocals of the white point, within two units in the last
+// place of the quotients there. From RGB bytes, X / white X, Y and
+// Z / white Z are the bytes times the coefficients over 255 (and over the
+// white point) folded into one rounded constant each: all terms are positive,
+// so both these and the values of the single-value code lie within a few
+// units in the last place of the same exact sums (under 1.4e-15 relative
+// between them). Either way a root moves by under 5e-16 (relative) for it.
+// Where an argument lies within 1e-12 (relative) of the threshold 0.008856,
+// the side it falls on could differ from the exact one's, and the pixel is
+// left to the single-value code; elsewhere the linear segment below the
+// threshold is the same expression on an argument off by as little.
+//
+// The correctly rounded powers t^0.3333333333333333 are replaced by
+// c = q P(e), q = t r^2, e = 1 - t r^3, P(e) close to (1 - e)^(-2/3), so that
+// c is close to q (t r^3)^(-2/3) = t^(1/3):
+//   r: from the high word h of the bits of t, the word K - h / 3 (K =
+//      0x553EF0FF; h / 3 formed in doubles and the difference rounded to a
+//      whole number) as the high word of r, the low word zero. Over every
+//      high word of an argument in (0.008856, 1], with either end of its low
+//      word, r t^(1/3) = 1 + eps with |eps| < 0.03425, so e = 1 - (1 + eps)^3
+//      lies in [-0.1063, 0.0993].
+//   P: the degree-6 polynomial through the Chebyshev nodes of
+//      [-0.1065, 0.0995] for (1 - e)^(-2/3), coefficients rounded to doubles:
+//      on a grid of 2e6 points of that interval (in long double) its relative
+//      error stays below 7.49e-10, and between the points it changes by far
+//      less than 1e-15.
+// Rounding: t r^3 is formed with three roundings, so e is off by under
+// 3.7e-16 (1 - t r^3 itself is exact), which moves (1 - e)^(-2/3) by under
+// 3.2e-16 relative (its slope is below 0.8); the evaluation of P (terms of
+// one sign, below 1.1, e^2 < 0.0114) rounds by under 6e-16 of it; q rounds
+// twice and c once more: under 3.3e-16. So |c - t^(1/3)| < 7.51e-10 t^(1/3).
+// With the arguments above, and the correctly rounded power differing from
+// t^(1/3) by less than |ln t| * 2^-54 / 3 * t^(1/3) < 3e-16, every
+// approximated root lies within delta = 7.6e-10 of the one the single-value
+// code uses (the roots are at most 1).
 //
 // Each byte is ClampToByte(v) of a value v computed from the roots by the same
 // operations as there, except that the divisions by constants (100 and 255 of
-// L, the a and b divisors) and the two multiplications of a and of b are
-// folded into one multiplication by a rounded constant: each such change moves
-// v by a few units in its last place (under 1e-10 here). A change of delta in
-// a root moves v by at most
+// L, the a and b divisors), the multiplications and the offsets are folded
+// into one multiplication and one addition by rounded constants: each such
+// change moves v by a few units in the last place of values below 1.6e5
+// before the final division (under 1e-12 after it). A change of delta in a
+// root moves v by at most
 //   L: 116 / 100 * 255 * delta                 < 296 delta,
 //   a: 2 delta * 500 * 255 / 233.86238849999802 < 1091 delta,
 //   b: 2 delta * 200 * 255 / 124.610613285093   < 819 delta,
-// plus the differences that the roundings of those operations can make on
-// values below 1.6e5 before the final division (a few units of 2^-36, under
-// 1e-10 after it). All together stay below 8.2e-8, inside the margin
-// E = 1e-6 used here. ClampToByte is non-decreasing, so when
-// ClampToByte(v - E) equals ClampToByte(v + E), every value within E of v,
-// the exact one included, gives that byte. Otherwise (v within E of a whole
-// number, or of the ends of the byte range: a few pixels in a million, plus
+// so all together by under 8.3e-7 (and L, below the threshold, by far less),
+// inside the margin E = 1e-5 used here. ClampToByte is non-decreasing, so
+// when ClampToByte(v - E) equals ClampToByte(v + E), every value within E of
+// v, the exact one included, gives that byte. Otherwise (v within E of a
+// whole number, or of the ends of the byte range: a few pixels in 10^5, plus
 // values that land on a whole number exactly) the byte is found again: an
 // undecided a or b byte converts the pixel by the single-value code; an
 // undecided L byte alone (white, for one: L lands on 255 exactly) is looked
-// up among the least Y giving each L byte. Those 255 thresholds are found
-// once by bisection over the doubles with the single-value expression of L,
-// which is non-decreasing in Y: every step of it is a correctly rounded
-// monotone operation, and on both sides of the threshold 0.008856 L is the
-// byte 20.
+// up with the exact Y among the least Y giving each L byte. Those 255
+// thresholds are found once by bisection over the doubles with the
+// single-value expression of L, which is non-decreasing in Y: every step of
+// it is a correctly rounded monotone operation, and on both sides of the
+// threshold 0.008856 L is the byte 20.
 //
 // From LAB: the per-byte terms come from tables filled by the expressions of
 // the single-value code; the correctly rounded cubes of fy + a term and of
@@ -81,7 +86,7 @@
 namespace pax {
 namespace {
 
-constexpr double kRootMargin = 1e-6, kCubeMargin = 1e-7;
+constexpr double kRootMargin = 1e-5, kCubeMargin = 1e-7;
 constexpr double kLinearOffset = 0.13793103448275862;
 // Divisions by constants become multiplications by their rounded reciprocals.
 constexpr double kInverseWhiteX = 1 / kLabWhiteX, kInverseWhiteZ = 1 / kLabWhiteZ;
@@ -181,37 +186,48 @@ template <class D> PAX_INLINE D FromTable(const double *table, const BYTE *p) {
         return D{table[p[0]], table[p[1]], table[p[2]], table[p[3]]};
 }
 template <class I> PAX_INLINE void Store(int32_t *dst, I v) { std::memcpy(dst, &v, sizeof v); }
+template <class M> PAX_INLINE bool AllSet(M v) {
+    for (unsigned k = 0; k < sizeof v / sizeof v[0]; ++k)
+        if (!v[k]) return false;
+    return true;
+}
 template <class I> PAX_INLINE bool AnySet(I v) {
     int32_t any = 0;
     for (unsigned k = 0; k < sizeof v / sizeof any; ++k) any |= v[k];
     return any != 0;
 }
 
-// t^(1/3) within 7.3e-11 for t in (0.008856, 1] (see the top of the file).
+// t^(1/3) within 7.51e-10 (relative) for t in (0.008856, 1] (see the top of
+// the file): t r^2 (1 - e)^(-2/3) with e = 1 - t r^3, the power by a
+// polynomial in e, its pairs of terms formed side by side.
 template <class D> PAX_INLINE D CubeRoot(D t) {
     using U = typename Lanes<D>::U;
     constexpr double kTwo52 = 4503599627370496.0;
+    constexpr double c0 = 1.0000000001710172, c1 = 0.6666667147854123, c2 = 0.5555552141963934,
+                     c3 = 0.49379050213180226, c4 = 0.45276188425532643, c5 = 0.4294933316473768,
+                     c6 = 0.3964786996158462;
     const D high = reinterpret_cast<D>((reinterpret_cast<U>(t) >> 32) | 0x4330000000000000ull) - kTwo52;
     const D word = (0x553EF0FF + kTwo52) - high * (1.0 / 3);
-    const D r0 = reinterpret_cast<D>(reinterpret_cast<U>(word) << 32);
-    const D e0 = 1.0 - t * (r0 * r0 * r0);
-    const D r1 = r0 + r0 * (e0 * ((1.0 / 3) + e0 * (2.0 / 9)));
-    const D q = t * (r1 * r1);
-    const D e1 = 1.0 - q * r1;
-    return q + q * (e1 * ((2.0 / 3) + e1 * (5.0 / 9)));
+    const D r = reinterpret_cast<D>(reinterpret_cast<U>(word) << 32);
+    const D tr = t * r, rr = r * r;
+    const D q = tr * r, e = 1.0 - tr * rr;
+    const D e2 = e * e;
+    const D upper = (c2 + c3 * e) + e2 * ((c4 + c5 * e) + e2 * c6);
+    return q * ((c0 + c1 * e) + e2 * upper);
 }
 
-template <class D> PAX_INLINE D Clamp(D v) {
-    v = v > 255.0 ? Splat<D>(255) : v;
-    return v < 0.0 ? Splat<D>(0) : v;
+// ClampToByte of each lane of v (|v| well below 2^31): truncated toward zero
+// as there, then limited to 0..255 as whole numbers.
+template <class D> PAX_INLINE IntLanes<D> ByteOf(D v) {
+    using I = IntLanes<D>;
+    I k = __builtin_convertvector(v, I);
+    k = k > 255 ? 255 : k;
+    return k < 0 ? 0 : k;
 }
 
-// ClampToByte of v - margin, stored, and where it differs from that of
-// v + margin (nonzero lanes).
 template <class D> PAX_INLINE IntLanes<D> Decide(D v, double margin, int32_t *dst) {
     using I = IntLanes<D>;
-    const I lo = __builtin_convertvector(Clamp(v - margin), I);
-    const I hi = __builtin_convertvector(Clamp(v + margin), I);
+    const I lo = ByteOf(v - margin), hi = ByteOf(v + margin);
     Store(dst, lo);
     return lo ^ hi;
 }
@@ -221,27 +237,33 @@ struct Decided {
     alignas(32) double root[3][kRunBlock]; // their cube roots where above the threshold
     alignas(32) int32_t value[3][kRunBlock];
     alignas(32) int32_t lightness[kRunBlock], pixel[kRunBlock]; // nonzero: undecided
+    bool low = false; // some argument at or below a hair above the threshold
 };
+template <class D> using Mask = decltype(D{} > 0.0);
 
 // The pixels are taken in three passes over the block, each a loop of
 // independent groups, so that the long chains of the roots overlap.
 // First the arguments of the roots of a group: X / white X, Y, Z / white Z.
-template <class D> PAX_INLINE void LabArguments(D tx, D y, D tz, Decided &d, int p) {
-    const D t[3] = {tx, y, tz};
-    // Roots only above the threshold; 1 elsewhere keeps the steps finite.
-    for (int k = 0; k < 3; ++k) {
-        std::memcpy(d.t[k] + p, &t[k], sizeof t[k]);
-        const D arg = t[k] > kLabThreshold ? t[k] : Splat<D>(1);
-        std::memcpy(d.root[k] + p, &arg, sizeof arg);
-    }
+// Roots are needed only above the threshold, and those within a hair of it
+// go to the single-value code: 1 takes their place, which keeps the steps
+// finite. The lanes with every argument clear of the threshold are marked.
+template <class D> PAX_INLINE Mask<D> LabArgument(D t, Decided &d, int k, int p) {
+    std::memcpy(d.t[k] + p, &t, sizeof t);
+    const Mask<D> clear = t > kAboveThreshold;
+    const D arg = clear ? t : Splat<D>(1);
+    std::memcpy(d.root[k] + p, &arg, sizeof arg);
+    return clear;
+}
+template <class D> PAX_INLINE void LabArguments(D tx, D y, D tz, Decided &d, int p, Mask<D> &clear) {
+    clear &= LabArgument(tx, d, 0, p) & LabArgument(y, d, 1, p) & LabArgument(tz, d, 2, p);
 }
 
 // From RGB doubles: the very tristimulus values of the single-value code.
-template <class D> PAX_INLINE void LabArgumentsOfUnit(D r, D g, D b, Decided &d, int p) {
+template <class D> PAX_INLINE void LabArgumentsOfUnit(D r, D g, D b, Decided &d, int p, Mask<D> &clear) {
     const D x = g * 0.174 + r * 0.607 + b * 0.2;
     const D y = g * 0.587 + r * 0.299 + b * 0.114;
     const D z = g * 0.066 + b * 0.116;
-    LabArguments(x * kInverseWhiteX, y, z * kInverseWhiteZ, d, p);
+    LabArguments(x * kInverseWhiteX, y, z * kInverseWhiteZ, d, p, clear);
 }
 
 // From RGB bytes: the bytes times the coefficients over 255 (and over the
@@ -254,12 +276,14 @@ template <class D> PAX_INLINE D FromBytes(const BYTE *p) {
     else
         return __builtin_convertvector((I{p[0], p[1], p[2], p[3]}), D);
 }
-template <class D> PAX_INLINE void LabArgumentsOfBytes(const BYTE *const rgb[3], Decided &d, int p) {
+template <class D>
+PAX_INLINE void LabArgumentsOfBytes(const BYTE *const rgb[3], Decided &d, int p, Mask<D> &clear) {
     constexpr double kX[3] = {0.607 / 255 / kLabWhiteX, 0.174 / 255 / kLabWhiteX, 0.2 / 255 / kLabWhiteX};
     constexpr double kY[3] = {0.299 / 255, 0.587 / 255, 0.114 / 255};
     constexpr double kZ[2] = {0.066 / 255 / kLabWhiteZ, 0.116 / 255 / kLabWhiteZ};
     const D r = FromBytes<D>(rgb[0] + p), g = FromBytes<D>(rgb[1] + p), b = FromBytes<D>(rgb[2] + p);
-    LabArguments(g * kX[1] + r * kX[0] + b * kX[2], g * kY[1] + r * kY[0] + b * kY[2], g * kZ[0] + b * kZ[1], d, p);
+    LabArguments(g * kX[1] + r * kX[0] + b * kX[2], g * kY[1] + r * kY[0] + b * kY[2], g * kZ[0] + b * kZ[1], d, p,
+                 clear);
 }
 
 template <class D> PAX_INLINE void LabRoots(Decided &d, int n) {
@@ -268,6 +292,17 @@ template <class D> PAX_INLINE void LabRoots(Decided &d, int n) {
             const D c = CubeRoot(Load<D>(d.root[k] + p));
             std::memcpy(d.root[k] + p, &c, sizeof c);
         }
+}
+
+// The values of a group where every argument is clear of the threshold.
+template <class D> PAX_INLINE void LabValuesClear(Decided &d, int p, IntLanes<D> &undecided) {
+    const D fx = Load<D>(d.root[0] + p), fy = Load<D>(d.root[1] + p), fz = Load<D>(d.root[2] + p);
+    const IntLanes<D> l = Decide(fy * kLScale - kLOffset, kRootMargin, d.value[0] + p);
+    const IntLanes<D> ab = Decide((fx - fy) * kAScale + kAOffset, kRootMargin, d.value[1] + p) |
+                           Decide((fy - fz) * kBScale + kBOffset, kRootMargin, d.value[2] + p);
+    Store(d.lightness + p, l);
+    Store(d.pixel + p, ab);
+    undecided |= l | ab;
 }
 
 template <class D> PAX_INLINE void LabValues(Decided &d, int p, IntLanes<D> &undecided) {
@@ -280,8 +315,8 @@ template <class D> PAX_INLINE void LabValues(Decided &d, int p, IntLanes<D> &und
     const D vl = aboveY ? fy0 * kLScale - kLOffset : y * kLLinear;
     D va = (fx - fy) * kAScale + kAOffset;
     const D vb = (fy - fz) * kBScale + kBOffset;
-    // A white-point quotient within a hair of the threshold could fall on the
-    // other side of it than the exact one: a whole number is never decided.
+    // An argument within a hair of the threshold could fall on the other
+    // side of it than the exact one: a whole number is never decided.
     const auto nearX = (tx > kBelowThreshold) & (tx < kAboveThreshold);
     const auto nearY = (y > kBelowThreshold) & (y < kAboveThreshold);
     const auto nearZ = (tz > kBelowThreshold) & (tz < kAboveThreshold);
@@ -296,7 +331,10 @@ template <class D> PAX_INLINE void LabValues(Decided &d, int p, IntLanes<D> &und
 template <class D> PAX_INLINE bool LabDecide(Decided &d, int n) {
     LabRoots<D>(d, n);
     IntLanes<D> undecided = {};
-    for (int p = 0; p < n; p += kLanes<D>) LabValues<D>(d, p, undecided);
+    if (d.low)
+        for (int p = 0; p < n; p += kLanes<D>) LabValues<D>(d, p, undecided);
+    else
+        for (int p = 0; p < n; p += kLanes<D>) LabValuesClear<D>(d, p, undecided);
     return AnySet(undecided);
 }
 
@@ -325,33 +363,45 @@ PAX_INLINE void FinishLab(const Decided &d, bool any, BytePlanes &out, int n, Fr
 template <class D> PAX_INLINE void LabOfUnit(UnitPlanes &u, BytePlanes &out, int n) {
     for (int p = n; p % kLanes<D>; ++p) u.c[0][p] = u.c[1][p] = u.c[2][p] = 0; // whole groups
     Decided d;
+    Mask<D> clear = ~Mask<D>{};
     for (int p = 0; p < n; p += kLanes<D>)
-        LabArgumentsOfUnit(Load<D>(u.c[0] + p), Load<D>(u.c[1] + p), Load<D>(u.c[2] + p), d, p);
+        LabArgumentsOfUnit(Load<D>(u.c[0] + p), Load<D>(u.c[1] + p), Load<D>(u.c[2] + p), d, p, clear);
+    d.low = !AllSet(clear);
     FinishLab(d, LabDecide<D>(d, n), out, n, [&](int p) { return UnitRGB{u.c[0][p], u.c[1][p], u.c[2][p]}; });
 }
 
+// Byte planes in whole groups of lanes: the caller's own when n fills them,
+// else a copy with zeros after the last pixel.
+struct WholeGroups {
+    const BYTE *c[3];
+    alignas(32) BYTE copy[3][kRunBlock + 4];
+    PAX_INLINE WholeGroups(const BytePlanes &in, int n, int lanes) {
+        for (int k = 0; k < 3; ++k) {
+            c[k] = in.c[k];
+            if (n % lanes == 0) continue;
+            std::memcpy(copy[k], in.c[k], n);
+            std::memset(copy[k] + n, 0, 4);
+            c[k] = copy[k];
+        }
+    }
+};
+
 template <class D> PAX_INLINE void LabOfRgb(const BytePlanes &in, BytePlanes &out, int n) {
     const LabTables &tab = Tables();
-    alignas(32) BYTE rgb[3][kRunBlock + 4];
-    for (int k = 0; k < 3; ++k) {
-        std::memcpy(rgb[k], in.c[k], n);
-        std::memset(rgb[k] + n, 0, 4);
-    }
-    const BYTE *const planes[3] = {rgb[0], rgb[1], rgb[2]};
+    const WholeGroups g(in, n, kLanes<D>);
+    const BYTE *const *planes = g.c, *const *rgb = g.c;
     Decided d;
-    for (int p = 0; p < n; p += kLanes<D>)
-        LabArgumentsOfBytes<D>(planes, d, p);
+    Mask<D> clear = ~Mask<D>{};
+    for (int p = 0; p < n; p += kLanes<D>) LabArgumentsOfBytes<D>(planes, d, p, clear);
+    d.low = !AllSet(clear);
     FinishLab(d, LabDecide<D>(d, n), out, n,
               [&](int p) { return UnitRGB{tab.unit[rgb[0][p]], tab.unit[rgb[1][p]], tab.unit[rgb[2][p]]}; });
 }
 
 template <class D> PAX_INLINE void RgbOfLab(const BytePlanes &in, BytePlanes &out, int n) {
     const LabTables &tab = Tables();
-    alignas(32) BYTE lab[3][kRunBlock + 4];
-    for (int k = 0; k < 3; ++k) {
-        std::memcpy(lab[k], in.c[k], n);
-        std::memset(lab[k] + n, 0, 4);
-    }
+    const WholeGroups g(in, n, kLanes<D>);
+    const BYTE *const *lab = g.c;
     alignas(32) int32_t value[3][kRunBlock], flag[kRunBlock];
     IntLanes<D> undecided = {};
     for (int p = 0; p < n; p += kLanes<D>) {
