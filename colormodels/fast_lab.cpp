@@ -22,24 +22,24 @@
 // c = q P(e), q = t r^2, e = 1 - t r^3, P(e) close to (1 - e)^(-2/3), so that
 // c is close to q (t r^3)^(-2/3) = t^(1/3):
 //   r: from the high word h of the bits of t, the word K - h / 3 (K =
-//      0x553EF0FF; h / 3 formed in doubles and the difference rounded to a
-//      whole number) as the high word of r, the low word zero. Over every
-//      high word of an argument in (0.008856, 1], with either end of its low
-//      word, r t^(1/3) = 1 + eps with |eps| < 0.03425, so e = 1 - (1 + eps)^3
-//      lies in [-0.1063, 0.0993].
-//   P: the degree-6 polynomial through the Chebyshev nodes of
+//      0x553EF0FF; formed in doubles as (2^52 + K + 2^52 / 3) less a third
+//      of 2^52 + h, which rounds it to a whole number) as the high word of r,
+//      the low word zero. Over every high word of an argument in
+//      (0.008856, 1], with either end of its low word, r t^(1/3) = 1 + eps
+//      with |eps| < 0.03425, so e = 1 - (1 + eps)^3 lies in [-0.1063, 0.0993].
+//   P: the degree-5 polynomial through the Chebyshev nodes of
 //      [-0.1065, 0.0995] for (1 - e)^(-2/3), coefficients rounded to doubles:
 //      on a grid of 2e6 points of that interval (in long double) its relative
-//      error stays below 7.49e-10, and between the points it changes by far
+//      error stays below 1.526e-8, and between the points it changes by far
 //      less than 1e-15.
 // Rounding: t r^3 is formed with three roundings, so e is off by under
 // 3.7e-16 (1 - t r^3 itself is exact), which moves (1 - e)^(-2/3) by under
 // 3.2e-16 relative (its slope is below 0.8); the evaluation of P (terms of
 // one sign, below 1.1, e^2 < 0.0114) rounds by under 6e-16 of it; q rounds
-// twice and c once more: under 3.3e-16. So |c - t^(1/3)| < 7.51e-10 t^(1/3).
+// twice and c once more: under 3.3e-16. So |c - t^(1/3)| < 1.527e-8 t^(1/3).
 // With the arguments above, and the correctly rounded power differing from
 // t^(1/3) by less than |ln t| * 2^-54 / 3 * t^(1/3) < 3e-16, every
-// approximated root lies within delta = 7.6e-10 of the one the single-value
+// approximated root lies within delta = 1.53e-8 of the one the single-value
 // code uses (the roots are at most 1).
 //
 // Each byte is ClampToByte(v) of a value v computed from the roots by the same
@@ -52,11 +52,11 @@
 //   L: 116 / 100 * 255 * delta                 < 296 delta,
 //   a: 2 delta * 500 * 255 / 233.86238849999802 < 1091 delta,
 //   b: 2 delta * 200 * 255 / 124.610613285093   < 819 delta,
-// so all together by under 8.3e-7 (and L, below the threshold, by far less),
-// inside the margin E = 1e-5 used here. ClampToByte is non-decreasing, so
+// so all together by under 1.7e-5 (and L, below the threshold, by far less),
+// inside the margin E = 5e-5 used here. ClampToByte is non-decreasing, so
 // when ClampToByte(v - E) equals ClampToByte(v + E), every value within E of
 // v, the exact one included, gives that byte. Otherwise (v within E of a
-// whole number, or of the ends of the byte range: a few pixels in 10^5, plus
+// whole number, or of the ends of the byte range: a few pixels in 10^4, plus
 // values that land on a whole number exactly) the byte is found again: an
 // undecided a or b byte converts the pixel by the single-value code; an
 // undecided L byte alone (white, for one: L lands on 255 exactly) is looked
@@ -86,7 +86,7 @@
 namespace pax {
 namespace {
 
-constexpr double kRootMargin = 1e-5, kCubeMargin = 1e-7;
+constexpr double kRootMargin = 5e-5, kCubeMargin = 1e-7;
 constexpr double kLinearOffset = 0.13793103448275862;
 // Divisions by constants become multiplications by their rounded reciprocals.
 constexpr double kInverseWhiteX = 1 / kLabWhiteX, kInverseWhiteZ = 1 / kLabWhiteZ;
@@ -197,22 +197,24 @@ template <class I> PAX_INLINE bool AnySet(I v) {
     return any != 0;
 }
 
-// t^(1/3) within 7.51e-10 (relative) for t in (0.008856, 1] (see the top of
+// t^(1/3) within 1.54e-8 (relative) for t in (0.008856, 1] (see the top of
 // the file): t r^2 (1 - e)^(-2/3) with e = 1 - t r^3, the power by a
 // polynomial in e, its pairs of terms formed side by side.
 template <class D> PAX_INLINE D CubeRoot(D t) {
     using U = typename Lanes<D>::U;
     constexpr double kTwo52 = 4503599627370496.0;
-    constexpr double c0 = 1.0000000001710172, c1 = 0.6666667147854123, c2 = 0.5555552141963934,
-                     c3 = 0.49379050213180226, c4 = 0.45276188425532643, c5 = 0.4294933316473768,
-                     c6 = 0.3964786996158462;
-    const D high = reinterpret_cast<D>((reinterpret_cast<U>(t) >> 32) | 0x4330000000000000ull) - kTwo52;
-    const D word = (0x553EF0FF + kTwo52) - high * (1.0 / 3);
+    constexpr double kWord = (0x553EF0FF + kTwo52) + kTwo52 / 3;
+    constexpr double c0 = 1.0000000145009713, c1 = 0.666666505691581, c2 = 0.555530741614539,
+                     c3 = 0.49389159806478944, c4 = 0.4589783431380709, c5 = 0.4201666600025915;
+    // The high word h as the double 2^52 + h; kWord less a third of it is
+    // 2^52 + K - h / 3, rounded to a whole number.
+    const D high = reinterpret_cast<D>((reinterpret_cast<U>(t) >> 32) | 0x4330000000000000ull);
+    const D word = kWord - high * (1.0 / 3);
     const D r = reinterpret_cast<D>(reinterpret_cast<U>(word) << 32);
     const D tr = t * r, rr = r * r;
     const D q = tr * r, e = 1.0 - tr * rr;
     const D e2 = e * e;
-    const D upper = (c2 + c3 * e) + e2 * ((c4 + c5 * e) + e2 * c6);
+    const D upper = (c2 + c3 * e) + e2 * (c4 + c5 * e);
     return q * ((c0 + c1 * e) + e2 * upper);
 }
 
@@ -269,12 +271,16 @@ template <class D> PAX_INLINE void LabArgumentsOfUnit(D r, D g, D b, Decided &d,
 // From RGB bytes: the bytes times the coefficients over 255 (and over the
 // white point), all terms positive: within 1.4e-15 (relative) of the values
 // of the single-value code (see the top of the file).
+// A byte b as the double 2^52 + b (its bits), less 2^52: exactly b.
 template <class D> PAX_INLINE D FromBytes(const BYTE *p) {
-    using I = IntLanes<D>;
+    using U = typename Lanes<D>::U;
+    constexpr double kTwo52 = 4503599627370496.0;
+    U u;
     if constexpr (kLanes<D> == 2)
-        return __builtin_convertvector((I{p[0], p[1]}), D);
+        u = U{p[0], p[1]};
     else
-        return __builtin_convertvector((I{p[0], p[1], p[2], p[3]}), D);
+        u = U{p[0], p[1], p[2], p[3]};
+    return reinterpret_cast<D>(u | 0x4330000000000000ull) - kTwo52;
 }
 template <class D>
 PAX_INLINE void LabArgumentsOfBytes(const BYTE *const rgb[3], Decided &d, int p, Mask<D> &clear) {
