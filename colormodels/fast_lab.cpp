@@ -233,6 +233,15 @@ template <class D> PAX_INLINE IntLanes<D> Decide(D v, double margin, int32_t *ds
     Store(dst, lo);
     return lo ^ hi;
 }
+// The same for v known to exceed the margin (no limit at 0 needed).
+template <class D> PAX_INLINE IntLanes<D> DecidePositive(D v, double margin, int32_t *dst) {
+    using I = IntLanes<D>;
+    I lo = __builtin_convertvector(v - margin, I), hi = __builtin_convertvector(v + margin, I);
+    lo = lo > 255 ? 255 : lo;
+    hi = hi > 255 ? 255 : hi;
+    Store(dst, lo);
+    return lo ^ hi;
+}
 
 struct Decided {
     alignas(32) double t[3][kRunBlock];    // X / white X, Y, Z / white Z
@@ -303,7 +312,8 @@ template <class D> PAX_INLINE void LabRoots(Decided &d, int n) {
 // The values of a group where every argument is clear of the threshold.
 template <class D> PAX_INLINE void LabValuesClear(Decided &d, int p, IntLanes<D> &undecided) {
     const D fx = Load<D>(d.root[0] + p), fy = Load<D>(d.root[1] + p), fz = Load<D>(d.root[2] + p);
-    const IntLanes<D> l = Decide(fy * kLScale - kLOffset, kRootMargin, d.value[0] + p);
+    // Above the threshold L is above 20.
+    const IntLanes<D> l = DecidePositive(fy * kLScale - kLOffset, kRootMargin, d.value[0] + p);
     const IntLanes<D> ab = Decide((fx - fy) * kAScale + kAOffset, kRootMargin, d.value[1] + p) |
                            Decide((fy - fz) * kBScale + kBOffset, kRootMargin, d.value[2] + p);
     Store(d.lightness + p, l);
