@@ -277,9 +277,6 @@ template <class D> PAX_INLINE void LabArgumentsOfUnit(D r, D g, D b, Decided &d,
     LabArguments(x * kInverseWhiteX, y, z * kInverseWhiteZ, d, p, clear);
 }
 
-// From RGB bytes: the bytes times the coefficients over 255 (and over the
-// white point), all terms positive: within 1.4e-15 (relative) of the values
-// of the single-value code (see the top of the file).
 // A byte b as the double 2^52 + b (its bits), less 2^52: exactly b.
 template <class D> PAX_INLINE D FromBytes(const BYTE *p) {
     using U = typename Lanes<D>::U;
@@ -291,6 +288,9 @@ template <class D> PAX_INLINE D FromBytes(const BYTE *p) {
         u = U{p[0], p[1], p[2], p[3]};
     return reinterpret_cast<D>(u | 0x4330000000000000ull) - kTwo52;
 }
+// From RGB bytes: the bytes times the coefficients over 255 (and over the
+// white point), all terms positive: within 1.4e-15 (relative) of the values
+// of the single-value code (see the top of the file).
 template <class D>
 PAX_INLINE void LabArgumentsOfBytes(const BYTE *const rgb[3], Decided &d, int p, Mask<D> &clear) {
     constexpr double kX[3] = {0.607 / 255 / kLabWhiteX, 0.174 / 255 / kLabWhiteX, 0.2 / 255 / kLabWhiteX};
