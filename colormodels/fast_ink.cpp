@@ -116,26 +116,26 @@ struct Sse2Lanes {
     }
 };
 
-// The same with byte shuffles (GCC's generic shuffles, which become pshufb in
-// the AVX2 functions that inline them). Bytes marked 0 below are ignored.
+// The same with byte shuffles (generic shuffles with constant indices, which
+// become pshufb in the AVX2 functions that inline them). Bytes marked 0 below
+// are ignored.
 using U8x16 = unsigned char __attribute__((vector_size(16)));
+#define PAX_PICK(a, b, ...)                                                                        \
+    reinterpret_cast<__m128i>(__builtin_shufflevector(reinterpret_cast<U8x16>(a), reinterpret_cast<U8x16>(b), __VA_ARGS__))
 struct ShuffleLanes {
-    static PAX_INLINE __m128i Pick(__m128i a, __m128i b, U8x16 at) {
-        return reinterpret_cast<__m128i>(__builtin_shuffle(reinterpret_cast<U8x16>(a), reinterpret_cast<U8x16>(b), at));
-    }
     static PAX_INLINE __m128i SpreadLow(__m128i v) {
-        return Pick(v, v, U8x16{0, 0, 0, 3, 4, 4, 4, 7, 8, 8, 8, 11, 12, 12, 12, 15});
+        return PAX_PICK(v, v, 0, 0, 0, 3, 4, 4, 4, 7, 8, 8, 8, 11, 12, 12, 12, 15);
     }
     static PAX_INLINE void ToLanes(const __m128i v[3], __m128i l[4]) {
-        l[0] = Pick(v[0], v[0], U8x16{0, 1, 2, 0, 3, 4, 5, 0, 6, 7, 8, 0, 9, 10, 11, 0});
-        l[1] = Pick(v[0], v[1], U8x16{12, 13, 14, 0, 15, 16, 17, 0, 18, 19, 20, 0, 21, 22, 23, 0});
-        l[2] = Pick(v[1], v[2], U8x16{8, 9, 10, 0, 11, 12, 13, 0, 14, 15, 16, 0, 17, 18, 19, 0});
-        l[3] = Pick(v[2], v[2], U8x16{4, 5, 6, 0, 7, 8, 9, 0, 10, 11, 12, 0, 13, 14, 15, 0});
+        l[0] = PAX_PICK(v[0], v[0], 0, 1, 2, 0, 3, 4, 5, 0, 6, 7, 8, 0, 9, 10, 11, 0);
+        l[1] = PAX_PICK(v[0], v[1], 12, 13, 14, 0, 15, 16, 17, 0, 18, 19, 20, 0, 21, 22, 23, 0);
+        l[2] = PAX_PICK(v[1], v[2], 8, 9, 10, 0, 11, 12, 13, 0, 14, 15, 16, 0, 17, 18, 19, 0);
+        l[3] = PAX_PICK(v[2], v[2], 4, 5, 6, 0, 7, 8, 9, 0, 10, 11, 12, 0, 13, 14, 15, 0);
     }
     static PAX_INLINE void Group(const __m128i l[4], __m128i v[3]) {
-        v[0] = Pick(l[0], l[1], U8x16{0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 16, 17, 18, 20});
-        v[1] = Pick(l[1], l[2], U8x16{5, 6, 8, 9, 10, 12, 13, 14, 16, 17, 18, 20, 21, 22, 24, 25});
-        v[2] = Pick(l[2], l[3], U8x16{10, 12, 13, 14, 16, 17, 18, 20, 21, 22, 24, 25, 26, 28, 29, 30});
+        v[0] = PAX_PICK(l[0], l[1], 0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 16, 17, 18, 20);
+        v[1] = PAX_PICK(l[1], l[2], 5, 6, 8, 9, 10, 12, 13, 14, 16, 17, 18, 20, 21, 22, 24, 25);
+        v[2] = PAX_PICK(l[2], l[3], 10, 12, 13, 14, 16, 17, 18, 20, 21, 22, 24, 25, 26, 28, 29, 30);
     }
 };
 
