@@ -120,7 +120,8 @@ PAX_LANES_ATTR uint64_t HsiOuterLanes(const BytePlanes &in, BytePlanes &parts) {
         for (int half = 0; half < 2; ++half) {
             const V s = Widen(sb, half), i = Widen(ib, half);
             V c1;
-            const V c0Zero = Eq(Mul(c1, Set(255)), HsiC(s, i, &c1));
+            const V c = HsiC(s, i, &c1); // before c1 is read
+            const V c0Zero = Eq(Mul(c1, Set(255)), c);
             hi[half] = Add(i, c1);                               // I + c / 255
             lo[half] = Sub(Sub(Sub(i, Set(1)), c1), c0Zero);     // I - ceil(c / 255)
             // Whole numbers but those of S = 0 or I = 0, and m2 = 2l, m1 = 0
