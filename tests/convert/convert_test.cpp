@@ -93,7 +93,10 @@ void Buffer(std::vector<BYTE> &d, paxtest::Rng &rng, int from, int to, int width
 // (The caller's block unchanged and unlocked, the census: the export table's
 // checks of three shapes.)
 void Image(std::vector<BYTE> &d, paxtest::Rng &rng, int from, int to, int width, int bits) {
-    HGLOBAL image = MakeModelImage(from, width, 1 + rng.Below(5), rng.Next(), bits, 0x5A, rng.Below(4) == 0 ? 3 : -1);
+    // Drawn one by one (the order of a call's arguments is not fixed).
+    const int tableEntries = rng.Below(4) == 0 ? 3 : -1;
+    const uint32_t seed = rng.Next();
+    HGLOBAL image = MakeModelImage(from, width, 1 + rng.Below(5), seed, bits, 0x5A, tableEntries);
     GetThreadState()->convertError = 99;
     HGLOBAL result = ConvertDIBColorSpace(image, from, to, 0, nullptr);
     ASSERT_NE(result, nullptr) << CceName(GetLastColorConvertError());
@@ -110,7 +113,8 @@ void Image(std::vector<BYTE> &d, paxtest::Rng &rng, int from, int to, int width,
 // CMYK; R, G, B and the fourth byte from a 32-bit source), each a grey image
 // of one component with the source's padding.
 void Split(std::vector<BYTE> &d, paxtest::Rng &rng, int model, int width, int bits) {
-    HGLOBAL image = MakeModelImage(MODEL_RGB, width, 1 + rng.Below(5), rng.Next(), bits, 0x3C);
+    const uint32_t seed = rng.Next();
+    HGLOBAL image = MakeModelImage(MODEL_RGB, width, 1 + rng.Below(5), seed, bits, 0x3C);
     HGLOBAL channels[4] = {};
     const int n = SplitColorChannels(image, channels, static_cast<BYTE>(model));
     ASSERT_EQ(n, model == MODEL_CMYK || bits == 32 ? 4 : 3);
@@ -154,7 +158,8 @@ TEST(ModelPairs, RowWalkStepsAndCancelsLikeTheByteWalk) {
         const int count = 1 + rng.Below(9000), height = 1 + rng.Below(12);
         SCOPED_TRACE(testing::Message() << e.name << " count " << count << " cancel after " << cancelAfter);
         const std::vector<BYTE> source = RandomBytes(static_cast<size_t>(count), rng.Next());
-        HGLOBAL image = MakeModelImage(e.fromModel, 1 + rng.Below(700), height, rng.Next());
+        const uint32_t seed = rng.Next();
+        HGLOBAL image = MakeModelImage(e.fromModel, 1 + rng.Below(700), height, seed);
         std::vector<BYTE> seen[2]; // per walk: buffer result, walked count, steps; image result, steps
         for (pax::WalkKind kind : {pax::WalkKind::Bytes, pax::WalkKind::Rows}) {
             std::vector<BYTE> &v = seen[kind == pax::WalkKind::Rows];
