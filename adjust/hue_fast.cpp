@@ -2,6 +2,7 @@
 #include "hue_fast.h"
 #include "dib.h"
 #include "hue_math.h"
+#include "hue_sector_sse2.h"
 #include "reference.h"
 #include "simd_dispatch.h"
 #include "simd_select.h"
@@ -96,7 +97,7 @@ inline void HsiIndices(const BYTE *p, int32_t *hueAt, int32_t *satAt, int32_t *l
 // lies in 0..65535 (the hue's without its sector), so the products and sums
 // modulo 2^16 are the indices; the sector joins as the upper 16 bits.
 int HsiIndicesSse2(const BYTE *in, int block, int32_t *hueAt, int32_t *satAt, int32_t *lightOf) {
-    const __m128i zero = _mm_setzero_si128(), ones = _mm_set1_epi16(-1);
+    const __m128i zero = _mm_setzero_si128();
     int x = 0;
     for (; x + 8 <= block; x += 8) {
         const BYTE *p = in + 3 * x;
@@ -107,12 +108,8 @@ int HsiIndicesSse2(const BYTE *in, int block, int32_t *hueAt, int32_t *satAt, in
         const __m128i min = _mm_min_epi16(_mm_min_epi16(r, g), b);
         const __m128i sum = _mm_add_epi16(max, min), d = _mm_sub_epi16(max, min);
         const __m128i den = _mm_min_epi16(sum, _mm_sub_epi16(_mm_set1_epi16(510), sum));
-        const __m128i isR = _mm_cmpeq_epi16(r, max);
-        const __m128i isG = _mm_andnot_si128(isR, _mm_cmpeq_epi16(g, max));
-        const __m128i isB = _mm_andnot_si128(_mm_or_si128(isR, isG), ones);
-        const __m128i diff = _mm_or_si128(
-            _mm_and_si128(_mm_sub_epi16(g, b), isR),
-            _mm_or_si128(_mm_and_si128(_mm_sub_epi16(b, r), isG), _mm_and_si128(_mm_sub_epi16(r, g), isB)));
+        const pax::HueSectorSse2 hs = pax::HueSectorOf(r, g, b, max);
+        const __m128i isG = hs.isG, isB = hs.isB, diff = hs.diff;
         const __m128i sector = _mm_or_si128(_mm_and_si128(isG, _mm_set1_epi16(1)),
                                             _mm_and_si128(isB, _mm_set1_epi16(2)));
         const __m128i at = _mm_add_epi16(_mm_mullo_epi16(d, d), _mm_add_epi16(d, diff));

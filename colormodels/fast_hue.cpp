@@ -41,6 +41,7 @@
 // saturation 0. The denominators are kept at least 1, so no division ever
 // meets 0 / 0 (a host may unmask floating-point exceptions).
 #include "hue.h"
+#include "hue_sector_sse2.h"
 #include "run_kernels.h"
 #include "simd_select.h"
 
@@ -91,19 +92,15 @@ constexpr int kSse2Step = 8;
 template <bool Hsi>
 PAX_INLINE void FromRgbSse2Step(const BYTE *r8, const BYTE *g8, const BYTE *b8, BYTE *h8, BYTE *s8,
                                 BYTE *v8, const BYTE *drop) {
-    const __m128i zero = _mm_setzero_si128(), ones = _mm_set1_epi16(-1), one = _mm_set1_epi16(1);
+    const __m128i zero = _mm_setzero_si128(), one = _mm_set1_epi16(1);
     const __m128i r = _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(r8)), zero);
     const __m128i g = _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(g8)), zero);
     const __m128i b = _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(b8)), zero);
     const __m128i max = _mm_max_epi16(_mm_max_epi16(r, g), b);
     const __m128i min = _mm_min_epi16(_mm_min_epi16(r, g), b);
     const __m128i d = _mm_sub_epi16(max, min), d2 = _mm_add_epi16(d, d), d4 = _mm_add_epi16(d2, d2);
-    const __m128i isR = _mm_cmpeq_epi16(r, max);
-    const __m128i isG = _mm_andnot_si128(isR, _mm_cmpeq_epi16(g, max));
-    const __m128i isB = _mm_andnot_si128(_mm_or_si128(isR, isG), ones);
-    const __m128i diff = _mm_or_si128(
-        _mm_and_si128(_mm_sub_epi16(g, b), isR),
-        _mm_or_si128(_mm_and_si128(_mm_sub_epi16(b, r), isG), _mm_and_si128(_mm_sub_epi16(r, g), isB)));
+    const HueSectorSse2 hs = HueSectorOf(r, g, b, max);
+    const __m128i isR = hs.isR, isG = hs.isG, isB = hs.isB, diff = hs.diff;
     const __m128i wrap = _mm_and_si128(isR, _mm_srai_epi16(diff, 15));
     const __m128i u = _mm_add_epi16(
         diff, _mm_or_si128(_mm_or_si128(_mm_and_si128(isG, d2), _mm_and_si128(isB, d4)),
